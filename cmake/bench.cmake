@@ -1,0 +1,10 @@
+# mim-bench: Google Benchmark over bench/*.cpp.
+find_package(benchmark QUIET)
+file(GLOB bench_sources CONFIGURE_DEPENDS bench/*.cpp)
+if(benchmark_FOUND AND bench_sources)
+  add_executable(mim-bench ${bench_sources})
+  target_link_libraries(mim-bench PRIVATE mim kv mim-private benchmark::benchmark_main)
+  target_compile_definitions(mim-bench PRIVATE MIM_EXAMPLES="${PROJECT_SOURCE_DIR}/examples")
+else()
+  message(STATUS "No Google Benchmark or no bench/*.cpp: mim-bench is left out")
+endif()
