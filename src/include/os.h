@@ -1,0 +1,68 @@
+// os: files read line by line, heap blocks, and the texts of the message catalogue.
+//
+// A path that begins with "~/" names a file of the server's home (ext.h). Widths: a length is an int where a
+// line or a message is meant, a size_t where memory is meant.
+#ifndef OS_H
+#define OS_H
+
+#include <stddef.h>
+
+#include "kv_export.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+// ---- Files ----
+
+// An open stream with a buffer of its own.
+typedef struct os_file os_file;
+
+// Returns non-zero when `path` names something that exists, else 0.
+KV_EXPORT int os_fexists(const char *path);
+
+// Opens the file `path` for reading; `mode` is "r", and any other mode is refused. Returns the stream, which
+// the caller closes with os_fclose, or null when it cannot be opened: it is missing, not readable, or a
+// directory. Never waits for the other end of a pipe. Failures: memory exhausted, shutdown asked for.
+KV_EXPORT os_file *os_fopen(const char *path, const char *mode);
+
+// Reads one line with its newline into `buffer`, at most `capacity` - 1 characters (`capacity` at least 2),
+// and terminates it; a longer line is continued by the next call. Returns how many characters were stored (a
+// zero byte of the file counts as one), or 0 at the end of the file, when `buffer` is left as it was.
+// Failures: (100, 904) the file cannot be read on; shutdown asked for.
+KV_EXPORT int os_fgets(char *buffer, int capacity, os_file *file);
+
+// Closes the stream and releases it; null is accepted.
+KV_EXPORT void os_fclose(os_file *file);
+
+// ---- Heap ----
+
+// Returns a block of `size` bytes (at least one) that os_free releases. Failure: memory exhausted.
+KV_EXPORT void *os_malloc(size_t size);
+
+// Releases a block of this service; null is accepted.
+KV_EXPORT void os_free(void *block);
+
+// Returns a heap copy of `text`, released with os_free. Failure: memory exhausted.
+KV_EXPORT char *os_strdup(const char *text);
+
+// ---- Message catalogue ----
+
+// Returns a scratch block of `size` bytes for a message, and releases it (null is accepted). Failure: memory
+// exhausted.
+KV_EXPORT void *os_MMGetSpace(int size);
+KV_EXPORT void os_MMFreeSpace(void *block);
+
+// Finds message `number` of the gateway's set (102), makes it the current message of this thread, and returns
+// the length of its text without terminator; 0 when there is no such message.
+KV_EXPORT int os_MCFindMessage(int number);
+
+// Copies the first `length` characters of the current message's text, terminated, into `buffer`, which holds
+// `length` + 1 bytes. Without a current message the text is empty.
+KV_EXPORT void os_MCGetMessage(char *buffer, int length);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,96 @@
+// Message texts: those built in, and the lines of ~/sys/messages before them.
+
+#include "mes.h"
+
+#include <array>
+#include <charconv>
+#include <map>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "failures.h"
+#include "home_file.h"
+
+namespace {
+
+constexpr const char *kMessagesFile = "~/sys/messages";
+
+struct BuiltInMessage {
+    int set;
+    int number;
+    const char *text;
+};
+
+constexpr std::array kBuiltInMessages = std::to_array<BuiltInMessage>({
+    {MES_SET_SERVER, kv::kUnknownCharset, "A character set is not known"},
+    {MES_SET_SERVER, kv::kNoMemory, "Memory is exhausted"},
+    {MES_SET_SERVER, kv::kShutdownAsked, "Shutdown was asked for"},
+    {MES_SET_SERVER, kv::kPathTooLong, "A file name is too long"},
+    {MES_SET_SERVER, kv::kReadFailed, "A file cannot be read"},
+    {MES_SET_SERVER, kv::kNameTooLong, "An O/R name would be longer than 4096 bytes"},
+    {MES_SET_SERVER, kv::kNoSuchField, "An O/R name has no field of that number"},
+    {MES_SET_SERVER, kv::kBadNodeName, "The name of a mail node is no O/R name"},
+    {MES_SET_SERVER, kv::kNoT61Form, "An attribute that has no T.61 form holds 8-bit text"},
+    {MES_SET_SERVER, kv::kBadConversionMode, "A conversion was asked for in a mode that does not exist"},
+    {MES_SET_SERVER, kv::kLineSkipped, "%1:%2: line skipped: %3"},
+    {MES_SET_SERVER, kv::kFileUnreadable, "%1: the file cannot be opened"},
+    {MES_SET_GATEWAY, 1413, "Internet user"},
+    {MES_SET_GATEWAY, 1423, "No default mail node is known; the routing is taken from the O/R name UNIX"},
+});
+
+struct MessageTable {
+    std::map<std::pair<int, int>, std::string> texts;
+
+    static MessageTable load();
+};
+
+// True while the file is being read: its skipped lines are logged with the built-in text.
+bool loading = false;
+
+struct Loading {
+    Loading() { loading = true; }
+    Loading(const Loading &) = delete;
+    Loading &operator=(const Loading &) = delete;
+    ~Loading() { loading = false; }
+};
+
+bool parse_number(std::string_view text, int &number) {
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    return error == std::errc{} && end == text.data() + text.size();
+}
+
+MessageTable MessageTable::load() {
+    const Loading guard;
+    MessageTable table;
+    kv::for_each_line(kMessagesFile, [&table](const kv::HomeLine &line) {
+        const auto [set_word, rest] = kv::split_word(line.text);
+        const auto [number_word, message] = kv::split_word(rest);
+        std::pair<int, int> key;
+        if (!parse_number(set_word, key.first) || !parse_number(number_word, key.second)) {
+            kv::log_skipped_line(kMessagesFile, line.number, "it does not begin with SET NUMBER");
+        } else {
+            table.texts.insert_or_assign(key, message);
+        }
+    });
+    return table;
+}
+
+kv::PerHome<MessageTable> messages;
+
+}  // namespace
+
+const char *mes_GetText(int set, int number) {
+    if (!loading) {
+        const MessageTable &table = messages.get();
+        if (const auto found = table.texts.find({set, number}); found != table.texts.end()) {
+            return found->second.c_str();
+        }
+    }
+    for (const BuiltInMessage &message : kBuiltInMessages) {
+        if (message.set == set && message.number == number) {
+            return message.text;
+        }
+    }
+    return nullptr;
+}

@@ -1,0 +1,176 @@
+// Files over POSIX descriptors with a buffer of their own, heap blocks, and the message catalogue's calls.
+//
+// A file is opened without waiting (O_NONBLOCK), so that a pipe in a file's place is an empty or unreadable
+// file and never a hang. A short read of a regular file is taken as its end, which saves the second read of
+// every small file.
+
+#include "os.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <string_view>
+
+#include "ext.h"
+#include "failures.h"
+#include "mdc.h"
+#include "text/writer.h"
+
+namespace {
+
+constexpr std::size_t kStreamBufferSize = 65536;
+
+}  // namespace
+
+struct os_file {
+    explicit os_file(int opened, bool is_regular) : descriptor(opened), regular(is_regular) {}
+    os_file(const os_file &) = delete;
+    os_file &operator=(const os_file &) = delete;
+    ~os_file() { close(descriptor); }
+
+    int descriptor;
+    bool regular;
+    bool at_end = false;
+    std::size_t begin = 0;  // the bytes read and not yet given out are [begin, end) of the buffer
+    std::size_t end = 0;
+    // Left without a value on purpose: clearing 64 KiB would cost more than reading a small file.
+    char buffer[kStreamBufferSize];  // NOLINT(modernize-avoid-c-arrays)
+};
+
+namespace {
+
+// Reads the next block into the empty buffer; leaves it empty at the end of the file.
+void refill(os_file &file) {
+    er_CheckShutdown();
+    ssize_t count = 0;
+    do {
+        count = read(file.descriptor, file.buffer, kStreamBufferSize);
+    } while (count < 0 && errno == EINTR);
+    if (count < 0) {
+        er_TracedEscape(MES_SET_SERVER, kv::kReadFailed, "os", __LINE__);
+    }
+    file.begin = 0;
+    file.end = static_cast<std::size_t>(count);
+    file.at_end = count == 0 || (file.regular && file.end < kStreamBufferSize);
+}
+
+}  // namespace
+
+int os_fexists(const char *path) {
+    std::array<char, EXT_PATH_SIZE> name;  // NOLINT(*-member-init): filled by the next call
+    ext_GetActualFName(path, name.data());
+    return access(name.data(), F_OK) == 0 ? 1 : 0;
+}
+
+os_file *os_fopen(const char *path, const char *mode) {
+    if (std::string_view{mode} != "r") {
+        return nullptr;
+    }
+    er_CheckShutdown();
+    std::array<char, EXT_PATH_SIZE> name;  // NOLINT(*-member-init): filled by the next call
+    ext_GetActualFName(path, name.data());
+    int descriptor = -1;
+    do {
+        descriptor = open(name.data(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+    } while (descriptor < 0 && errno == EINTR);
+    if (descriptor < 0) {
+        return nullptr;
+    }
+    struct stat status {};
+    if (fstat(descriptor, &status) != 0 || S_ISDIR(status.st_mode)) {
+        close(descriptor);
+        return nullptr;
+    }
+    auto *file = new (std::nothrow) os_file{descriptor, S_ISREG(status.st_mode)};
+    if (file == nullptr) {
+        close(descriptor);
+        kv::raise_no_memory("os", __LINE__);
+    }
+    return file;
+}
+
+int os_fgets(char *buffer, int capacity, os_file *file) {
+    const auto room = static_cast<std::size_t>(capacity) - 1;
+    std::size_t stored = 0;
+    bool complete = false;
+    while (!complete && stored < room) {
+        if (file->begin == file->end) {
+            if (file->at_end) {
+                break;
+            }
+            refill(*file);
+            continue;
+        }
+        const char *next = file->buffer + file->begin;
+        std::size_t take = std::min(room - stored, file->end - file->begin);
+        if (const void *newline = std::memchr(next, '\n', take); newline != nullptr) {
+            take = static_cast<std::size_t>(static_cast<const char *>(newline) - next) + 1;
+            complete = true;
+        }
+        std::memcpy(buffer + stored, next, take);
+        stored += take;
+        file->begin += take;
+    }
+    if (stored > 0) {
+        buffer[stored] = '\0';
+    }
+    return static_cast<int>(stored);
+}
+
+void os_fclose(os_file *file) {
+    delete file;
+}
+
+void *os_malloc(size_t size) {
+    return mdc_malloc(size);
+}
+
+void os_free(void *block) {
+    mdc_free(block);
+}
+
+char *os_strdup(const char *text) {
+    const std::size_t size = std::strlen(text) + 1;
+    auto *copy = static_cast<char *>(os_malloc(size));
+    std::memcpy(copy, text, size);
+    return copy;
+}
+
+void *os_MMGetSpace(int size) {
+    return mdc_malloc(static_cast<std::size_t>(std::max(size, 0)));
+}
+
+void os_MMFreeSpace(void *block) {
+    mdc_free(block);
+}
+
+namespace {
+
+// The message that this thread found last; looked up anew when its text is copied, since the home may have
+// changed.
+thread_local int current_message = 0;
+
+std::string_view gateway_message(int number) {
+    const char *message = mes_GetText(MES_SET_GATEWAY, number);
+    return message != nullptr ? std::string_view{message} : std::string_view{};
+}
+
+}  // namespace
+
+int os_MCFindMessage(int number) {
+    current_message = number;
+    return static_cast<int>(gateway_message(number).size());
+}
+
+void os_MCGetMessage(char *buffer, int length) {
+    text::copy_text(gateway_message(current_message), buffer,
+                    static_cast<std::size_t>(std::max(length, 0)) + 1);
+}
