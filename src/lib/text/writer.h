@@ -24,7 +24,7 @@ class Writer {
     }
 
     void append(std::string_view text) {
-        if (length_ + 1 < capacity_) {
+        if (!text.empty() && length_ + 1 < capacity_) {
             std::memcpy(buffer_ + length_, text.data(), std::min(text.size(), capacity_ - 1 - length_));
         }
         length_ += text.size();

@@ -1,0 +1,238 @@
+// The pattern matcher of the rules.
+//
+// A pattern is literal runs with wildcards between them. The search is the plain one: each wildcard tries its
+// lengths from the shortest on, and the first that lets the rest of the pattern match wins. What the rest of
+// the pattern does from a place depends only on that place and the wildcard before it, so every place that a
+// wildcard has tried without success is remembered, and no wildcard tries a place twice. That bounds the time
+// by pattern length times subject length, whatever the pattern. The search keeps its own stack, one frame for
+// each wildcard.
+
+#include "rule_pattern.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <memory>
+#include <utility>
+
+#include "mdc.h"
+#include "nesting.h"
+#include "text/ascii.h"
+
+namespace mim {
+namespace {
+
+constexpr std::size_t kPatternItem = 2;  // "$" and the character after it
+constexpr std::size_t kWordBits = 32;
+constexpr std::size_t kWordsPerFrame = 4;  // what Search keeps for each wildcard beside its tried places
+constexpr std::size_t kWordsOnStack =
+    1024;  // enough for an address of usual length; more comes from the heap
+
+// A place in the subject and one in the pattern.
+struct Place {
+    std::size_t subject;
+    std::size_t pattern;
+};
+
+enum class LiteralEnd {
+    kMismatch,    // the subject differs, or the pattern holds a "$" that means nothing
+    kWildcard,    // the pattern goes on with a wildcard
+    kPatternEnd,  // the pattern ends
+};
+
+bool is_wildcard(std::string_view pattern, std::size_t place) {
+    return pattern[place] == '$' && place + 1 < pattern.size() &&
+           (pattern[place + 1] == '*' || pattern[place + 1] == '+');
+}
+
+// Advances `at` over the literal run that begins there, as far as it matches.
+LiteralEnd match_literals(std::string_view subject, std::string_view pattern, Place &at) {
+    while (at.pattern < pattern.size()) {
+        char wanted = pattern[at.pattern];
+        std::size_t item = 1;
+        if (wanted == '$') {
+            if (is_wildcard(pattern, at.pattern)) {
+                return LiteralEnd::kWildcard;
+            }
+            const char kind = at.pattern + 1 < pattern.size() ? pattern[at.pattern + 1] : '\0';
+            if (kind != '$' && kind != '_') {
+                return LiteralEnd::kMismatch;
+            }
+            wanted = kind == '_' ? ' ' : '$';
+            item = kPatternItem;
+        }
+        if (at.subject == subject.size() || text::to_upper(subject[at.subject]) != text::to_upper(wanted)) {
+            return LiteralEnd::kMismatch;
+        }
+        ++at.subject;
+        at.pattern += item;
+    }
+    return LiteralEnd::kPatternEnd;
+}
+
+// Counts the wildcards from `place` on; "$$" and the like are stepped over whole.
+std::size_t count_wildcards(std::string_view pattern, std::size_t place) {
+    std::size_t count = 0;
+    while (place < pattern.size()) {
+        count += is_wildcard(pattern, place) ? 1 : 0;
+        place += pattern[place] == '$' ? kPatternItem : 1;
+    }
+    return count;
+}
+
+// One bit for each place of the subject, its end included, that a wildcard has tried.
+class TriedPlaces {
+  public:
+    TriedPlaces(std::uint32_t *words, std::size_t words_per_wildcard)
+        : words_(words), row_size_(words_per_wildcard) {}
+
+    void forget(std::size_t wildcard) { std::fill_n(words_ + wildcard * row_size_, row_size_, 0U); }
+
+    // Marks the place as tried, and returns whether it was already.
+    [[nodiscard]] bool test_and_mark(std::size_t wildcard, std::size_t place) {
+        std::uint32_t &word = words_[wildcard * row_size_ + place / kWordBits];
+        const std::uint32_t bit = std::uint32_t{1} << (place % kWordBits);
+        const bool tried = (word & bit) != 0;
+        word |= bit;
+        return tried;
+    }
+
+  private:
+    std::uint32_t *words_;
+    std::size_t row_size_;
+};
+
+struct FreeBlock {
+    void operator()(void *block) const { mdc_free(block); }
+};
+
+// The working memory of one match: on the stack as long as it is small.
+class WorkingWords {
+  public:
+    explicit WorkingWords(std::uint64_t count) {
+        if (count > kWordsOnStack) {
+            constexpr std::uint64_t kMost = SIZE_MAX / sizeof(std::uint32_t);  // more than there can be
+            const auto size = static_cast<std::size_t>(std::min(count, kMost)) * sizeof(std::uint32_t);
+            heap_.reset(static_cast<std::uint32_t *>(mdc_malloc(size)));
+            next_ = heap_.get();
+        }
+    }
+    WorkingWords(const WorkingWords &) = delete;
+    WorkingWords &operator=(const WorkingWords &) = delete;
+
+    // The next `count` of the words, without a value.
+    [[nodiscard]] std::uint32_t *take(std::size_t count) { return std::exchange(next_, next_ + count); }
+
+  private:
+    std::unique_ptr<std::uint32_t, FreeBlock> heap_;
+    std::uint32_t stack_[kWordsOnStack];  // NOLINT(*-avoid-c-arrays): left without a value on purpose
+    std::uint32_t *next_ = stack_;
+};
+
+// The search from the first wildcard on. Each wildcard that it has reached, the innermost last, has an
+// element in rest_ (where the pattern goes on after it), start_ (where its text begins), place_ (where the
+// length that is being tried ends) and next_ (where the next length ends).
+class Search {
+  public:
+    Search(std::string_view subject, std::string_view pattern, std::size_t wildcards)
+        : subject_(subject),
+          pattern_(pattern),
+          row_size_(subject.size() / kWordBits + 1),
+          words_(WildcardSteps::words_needed(subject) +
+                 std::uint64_t{wildcards} * (kWordsPerFrame + row_size_)),
+          steps_(subject, words_.take(WildcardSteps::words_needed(subject))),
+          rest_(words_.take(wildcards)),
+          start_(words_.take(wildcards)),
+          place_(words_.take(wildcards)),
+          next_(words_.take(wildcards)),
+          tried_(words_.take(wildcards * row_size_), row_size_) {}
+
+    // Whether the pattern matches from its first wildcard on, which stands `at`.
+    [[nodiscard]] bool run(Place at) {
+        enter(at);
+        while (depth_ > 0) {
+            const std::size_t top = depth_ - 1;
+            if (next_[top] == kNoPlace || tried_.test_and_mark(top, next_[top])) {
+                --depth_;  // from here on, every place that is left has failed before
+                continue;
+            }
+            place_[top] = next_[top];
+            next_[top] = place_after(place_[top]);
+            at = {place_[top], rest_[top]};
+            switch (match_literals(subject_, pattern_, at)) {
+                case LiteralEnd::kMismatch:
+                    break;
+                case LiteralEnd::kWildcard:
+                    enter(at);
+                    break;
+                case LiteralEnd::kPatternEnd:
+                    if (at.subject == subject_.size()) {
+                        return true;
+                    }
+                    break;
+            }
+        }
+        return false;
+    }
+
+    void write(const Captures &captures) const {
+        const std::size_t count = std::min(depth_, captures.room - std::min(captures.first, captures.room));
+        for (std::size_t i = 0; i < count; ++i) {
+            captures.starts[captures.first + i] = subject_.data() + start_[i];
+            captures.lengths[captures.first + i] = static_cast<int>(place_[i] - start_[i]);
+        }
+    }
+
+  private:
+    static constexpr std::uint32_t kNoPlace = static_cast<std::uint32_t>(-1);
+
+    [[nodiscard]] std::uint32_t place_after(std::uint32_t place) const {
+        return place < subject_.size() ? static_cast<std::uint32_t>(steps_.next(place)) : kNoPlace;
+    }
+
+    void enter(Place at) {
+        const std::size_t top = depth_++;
+        if (top == known_rows_) {
+            tried_.forget(known_rows_++);
+        }
+        const bool needs_one = pattern_[at.pattern + 1] == '+';
+        const auto start = static_cast<std::uint32_t>(at.subject);
+        rest_[top] = static_cast<std::uint32_t>(at.pattern + kPatternItem);
+        start_[top] = start;
+        next_[top] = needs_one ? place_after(start) : start;
+    }
+
+    std::string_view subject_;
+    std::string_view pattern_;
+    std::size_t row_size_;
+    WorkingWords words_;
+    WildcardSteps steps_;
+    std::uint32_t *rest_;
+    std::uint32_t *start_;
+    std::uint32_t *place_;
+    std::uint32_t *next_;
+    TriedPlaces tried_;
+    std::size_t known_rows_ = 0;  // wildcards whose row of tried places is in use
+    std::size_t depth_ = 0;
+};
+
+}  // namespace
+
+bool match_rule_pattern(std::string_view subject, std::string_view pattern, const Captures &captures) {
+    Place at{0, 0};
+    switch (match_literals(subject, pattern, at)) {
+        case LiteralEnd::kMismatch:
+            return false;
+        case LiteralEnd::kPatternEnd:
+            return at.subject == subject.size();
+        case LiteralEnd::kWildcard:
+            break;
+    }
+    Search search{subject, pattern, count_wildcards(pattern, at.pattern)};
+    if (!search.run(at)) {
+        return false;
+    }
+    search.write(captures);
+    return true;
+}
+
+}  // namespace mim

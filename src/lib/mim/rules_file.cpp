@@ -1,0 +1,171 @@
+// The rules: matching is rule_pattern's, building the new text and reading the file are done here.
+
+#include "rules_file.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <string_view>
+
+#include "frame.h"
+#include "mim.h"
+#include "nesting.h"
+#include "rule_pattern.h"
+#include "text/ascii.h"
+#include "text/writer.h"
+
+namespace {
+
+using mim::TraceClass;
+
+constexpr int kRuleLineCapacity = 256;  // a line of at most 255 characters and its terminator
+constexpr text::CharSet kTokenDelimiters{" \t\n"};
+
+// What the start of a replacement says.
+enum class Mode { kRepeat, kOnce, kOnceAndStop };
+
+struct Replacement {
+    Mode mode;
+    std::string_view text;  // the template
+};
+
+Replacement read_replacement(std::string_view replacement) {
+    if (replacement.substr(0, 2) == "$@") {
+        return {Mode::kOnceAndStop, replacement.substr(2)};
+    }
+    if (replacement.substr(0, 2) == "$:") {
+        return {Mode::kOnce, replacement.substr(2)};
+    }
+    return {Mode::kRepeat, replacement};
+}
+
+using CaptureStarts = std::array<const char *, MIM_CAPTURES>;
+using CaptureLengths = std::array<int, MIM_CAPTURES>;
+
+// Writes the text that a template makes of the captures.
+void build_result(std::string_view form, const CaptureStarts &starts, const CaptureLengths &lengths,
+                  text::Writer &out) {
+    while (!form.empty()) {
+        const std::size_t plain = std::min(form.find('$'), form.size());
+        out.append(form.substr(0, plain));
+        form.remove_prefix(plain);
+        if (form.size() < 2) {
+            return;
+        }
+        const char item = form[1];
+        form.remove_prefix(2);
+        if (item == '$') {
+            out.append('$');
+        } else if (item == '_') {
+            out.append(' ');
+        } else if (item >= '1' && item <= '9') {
+            const auto capture = static_cast<std::size_t>(item - '1');
+            out.append(std::string_view{starts[capture], static_cast<std::size_t>(lengths[capture])});
+        }
+    }
+}
+
+std::string_view next_token(std::string_view &line) {
+    std::size_t begin = 0;
+    while (begin < line.size() && kTokenDelimiters.contains(line[begin])) {
+        ++begin;
+    }
+    std::size_t end = begin;
+    while (end < line.size() && !kTokenDelimiters.contains(line[end])) {
+        ++end;
+    }
+    const std::string_view token = line.substr(begin, end - begin);
+    line.remove_prefix(end);
+    return token;
+}
+
+// A rule of a rules file, as zero-terminated texts inside its line.
+struct Rule {
+    const char *pattern;
+    const char *replacement;
+};
+
+// Cuts `line` (in-out) apart into a rule; returns false when it holds none.
+bool read_rule(char *line, Rule &rule) {
+    std::string_view rest{line};
+    rest = rest.substr(0, rest.find('#'));
+    const std::string_view pattern = next_token(rest);
+    const std::string_view replacement = next_token(rest);
+    if (replacement.empty()) {
+        return false;
+    }
+    const auto terminate = [line](std::string_view token) {
+        line[token.data() + token.size() - line] = '\0';
+    };
+    terminate(pattern);
+    terminate(replacement);
+    rule = {pattern.data(), replacement.data()};
+    return true;
+}
+
+void process_rule(char *subject, const char *pattern, const char *replacement, int *stop) {
+    *stop = 0;
+    const auto [mode, form] = read_replacement(replacement);
+    for (int application = 0; application < MIM_MAX_APPLICATIONS; ++application) {
+        CaptureStarts starts{};
+        CaptureLengths lengths{};
+        if (mim_MatchRulePattern(subject, pattern, starts.data(), lengths.data(), 0) == 0) {
+            return;
+        }
+        if (mode == Mode::kOnceAndStop) {
+            *stop = 1;
+        }
+        std::array<char, MIM_MAX_REWRITE + 1> result;  // NOLINT(*-member-init): filled by the writer
+        text::Writer out{result.data(), result.size()};
+        build_result(form, starts, lengths, out);
+        const std::size_t length = std::min<std::size_t>(out.finish(), MIM_MAX_REWRITE);
+        std::memcpy(subject, result.data(), length + 1);
+        if (mode != Mode::kRepeat) {
+            return;
+        }
+    }
+}
+
+}  // namespace
+
+void mim::apply_rules_file(const char *path, const char *text, void (*prepare)(char *subject),
+                           char *subject) {
+    subject[0] = '\0';
+    LineFile file;
+    ignoring_region([&] {
+        if (!file.open(path)) {
+            return;
+        }
+        text::copy_text({text, strnlen(text, MIM_SUBJECT_SIZE - 1)}, subject, MIM_SUBJECT_SIZE);
+        prepare(subject);
+        std::array<char, kRuleLineCapacity> line;  // NOLINT(*-member-init): filled by the next call
+        int stop = 0;
+        while (stop == 0 && file.read(line.data(), kRuleLineCapacity) != 0) {
+            Rule rule{};
+            if (read_rule(line.data(), rule)) {
+                mim_ProcessRule(subject, rule.pattern, rule.replacement, &stop);
+            }
+        }
+    });
+    file.close_quietly();
+}
+
+void mim_ProcessRule(char *subject, const char *pattern, const char *replacement, int *stop) {
+    mim::traced<TraceClass::kMain>(__func__, [&] { process_rule(subject, pattern, replacement, stop); });
+}
+
+int mim_MatchRulePattern(const char *subject, const char *pattern, const char **starts, int *lengths,
+                         int wildcards_passed) {
+    return mim::traced<TraceClass::kMain>(__func__, [&] {
+        const auto passed = static_cast<std::size_t>(std::max(wildcards_passed, 0));
+        return mim::match_rule_pattern(subject, pattern, {starts, lengths, MIM_CAPTURES, passed}) ? 1 : 0;
+    });
+}
+
+int mim_ScanArpaStrForSpecialChar(const char *text, char target) {
+    return mim::traced<TraceClass::kMain>(__func__, [&] {
+        const std::string_view whole{text};
+        const std::size_t place = mim::find_at_depth_zero(whole, target);
+        return place < whole.size() ? static_cast<int>(place) : -1;
+    });
+}
