@@ -62,7 +62,9 @@ enum {
 typedef struct nm_index {
     uint16_t start[NM_FIELD_COUNT];
     uint16_t length[NM_FIELD_COUNT];
-    uint16_t end;  // where the text that was understood ends
+    uint16_t end;  // where the text that was understood ends, and in which field
+    uint16_t end_field;
+    uint32_t present[NM_MAP_WORDS];  // a field map; start and length hold something for its fields only
 } nm_index;
 
 // Makes `orn` (NM_ORN_SIZE bytes) an empty O/R name, and `index` its index.
@@ -71,7 +73,8 @@ KV_EXPORT void nm_InitORN(char *orn, nm_index *index);
 // Builds the index over an existing O/R name and, unless `presence` is null, the map of the fields that are
 // present (NM_MAP_WORDS words). Returns 1 when the whole text was understood. Returns 0 when it is malformed:
 // a byte 23 from field 64 on, a byte 29 after the last field, or more than NM_ORN_SIZE - 1 bytes; the fields
-// before that place are indexed, and what follows belongs to no field.
+// that end before that place are indexed, and what follows belongs to no field. It stays, unread, behind the
+// fields when one of them is stored; nothing can be stored in a text that is too long.
 KV_EXPORT int nm_ParseORN(const char *orn, nm_index *index, uint32_t *presence);
 
 // Returns non-zero when field number `field` is in the map, else 0 (also for a number that is no field).
