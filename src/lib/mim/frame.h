@@ -125,6 +125,15 @@ void clean_up_quietly(Body &&body) {
     er_RestoreStatus(&status);
 }
 
+// Releases a block of a service, as the deleter of a smart pointer; a release that fails is no failure of the
+// function.
+template <auto kRelease>
+struct Release {
+    void operator()(void *block) const {
+        clean_up_quietly([block] { kRelease(block); });
+    }
+};
+
 // A text file read line by line. It stands outside the region that reads it: the region's handler closes it
 // after it has disposed of the failure, and the destructor closes what is still open.
 class LineFile {

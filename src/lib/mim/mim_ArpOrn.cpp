@@ -142,14 +142,11 @@ void clean_subject(char *subject) {
     mim_SpaceTrimming(subject);
 }
 
-struct FreeMessageSpace {
-    void operator()(char *space) const { os_MMFreeSpace(space); }
-};
-
 // Writes the text of a catalogue message into `out`, cut to fit.
 void copy_message(int number, char *out, std::size_t capacity) {
     const int length = os_MCFindMessage(number);
-    const std::unique_ptr<char, FreeMessageSpace> space{static_cast<char *>(os_MMGetSpace(length + 1))};
+    const std::unique_ptr<char, mim::Release<os_MMFreeSpace>> space{
+        static_cast<char *>(os_MMGetSpace(length + 1))};
     os_MCGetMessage(space.get(), length);
     mdc_strlcpy(out, space.get(), capacity);
 }
@@ -216,14 +213,11 @@ void take_routing_of_default_node(char *orn, nm_index *index, int node_type) {
     copy_routing({node.data(), &node_index}, maps.data(), orn, index, AbsentFields::kCopied);
 }
 
-struct FreeConverted {
-    void operator()(char *text) const { os_free(text); }
-};
+using Converted = std::unique_ptr<char, mim::Release<os_free>>;
 
 // Converts the name of a mail node into the server's own character set; a set or a text that cannot be had is
 // a failure.
-std::unique_ptr<char, FreeConverted> convert_node_name(const char *name, const char *charset,
-                                                       const char *internal) {
+Converted convert_node_name(const char *name, const char *charset, const char *internal) {
     char *converted = nullptr;
     std::int32_t length = 0;
     int message_set = 0;
@@ -231,7 +225,7 @@ std::unique_ptr<char, FreeConverted> convert_node_name(const char *name, const c
     int extra = 0;
     const int status = cvc_ConvertString(CVC_TEXT, 0, name, -1, charset, internal, &converted, &length,
                                          &message_set, &message, &extra);
-    std::unique_ptr<char, FreeConverted> result{converted};
+    Converted result{converted};
     if (status != CVC_EXACT && status != CVC_REPLACED && status != CVC_CUT) {
         er_TracedEscape(message_set, message, mim::kArpOrnFile, __LINE__);
     }
@@ -248,7 +242,7 @@ bool take_routing_of_named_node(const char *name, const char *charset, char *orn
     const char *internal = ccs_GetInternalCharset(resolved, CCS_INTERNAL);
     ccs_descriptor descriptor{};
     ccs_GetCSDescriptor(internal, &descriptor);
-    const auto converted = convert_node_name(name, charset, internal);
+    const Converted converted = convert_node_name(name, charset, internal);
 
     std::array<char, NM_ORN_SIZE> node;  // NOLINT(*-member-init): filled by the next call
     cl_ConvClMntoORN(converted.get(), node.data(), 1, 1, &descriptor);

@@ -14,6 +14,7 @@
 #include <memory>
 #include <utility>
 
+#include "frame.h"
 #include "mdc.h"
 #include "nesting.h"
 #include "text/ascii.h"
@@ -101,10 +102,6 @@ class TriedPlaces {
     std::size_t row_size_;
 };
 
-struct FreeBlock {
-    void operator()(void *block) const { mdc_free(block); }
-};
-
 // The working memory of one match: on the stack as long as it is small.
 class WorkingWords {
   public:
@@ -123,7 +120,7 @@ class WorkingWords {
     [[nodiscard]] std::uint32_t *take(std::size_t count) { return std::exchange(next_, next_ + count); }
 
   private:
-    std::unique_ptr<std::uint32_t, FreeBlock> heap_;
+    std::unique_ptr<std::uint32_t, Release<mdc_free>> heap_;
     std::uint32_t stack_[kWordsOnStack];  // NOLINT(*-avoid-c-arrays): left without a value on purpose
     std::uint32_t *next_ = stack_;
 };
