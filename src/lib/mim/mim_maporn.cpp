@@ -3,11 +3,19 @@
 // The parser follows the grammar only as far as it must to find the parts, and gives every input a result:
 // quoted strings, comments and escapes are honoured, what is unbalanced runs to the end, and stray delimiters
 // are ordinary. It works run by run: a run of characters that all take the same path is found with one scan
-// and taken over whole, and a text that is one run of the input is never copied before its output.
+// and taken over whole, and a text that is one run of the input is copied only into its output. The input is
+// first copied to where some bytes behind its end can be read, so that scans and copies take whole blocks.
 
+#include <algorithm>
+#include <array>
+#include <bit>
 #include <cstddef>
 #include <cstring>
 #include <string_view>
+
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
 
 #include "frame.h"
 #include "mim.h"
@@ -17,30 +25,39 @@
 namespace {
 
 using mim::TraceClass;
-using text::CharSet;
-
-// What ends a run of ordinary characters in each state.
-constexpr CharSet kAngleTestStops{"(\"\\<"};
-constexpr CharSet kPlainStops{"(\"\\"};
-constexpr CharSet kAngleFormStops{"(\"\\<>"};
-constexpr CharSet kQuotedStops{"\"\\"};
-constexpr CharSet kCommentStops{"()\\"};
-constexpr CharSet kMailboxStops{"@\"\\"};
 
 constexpr std::size_t kEscapedPair = 2;  // a backslash and the character after it
+constexpr std::size_t kBlock = 16;       // bytes that scans and copies take at a time
 
-// The first place from `from` on that holds a member of `set`; the size or beyond when there is none.
-std::size_t find_any(std::string_view text, const CharSet &set, std::size_t from) {
-    while (from < text.size() && !set.contains(text[from])) {
-        ++from;
+// A text with kBlock readable bytes behind its end.
+using PaddedView = std::string_view;
+
+// The first place from `from` on that holds one of `kStops`; the size when there is none.
+template <char... kStops>
+std::size_t find_any(PaddedView text, std::size_t from) {
+#ifdef __SSE2__
+    for (; from < text.size(); from += kBlock) {
+        const auto block = _mm_loadu_si128(reinterpret_cast<const __m128i *>(text.data() + from));
+        const auto hits = (_mm_cmpeq_epi8(block, _mm_set1_epi8(kStops)) | ...);
+        const auto places = static_cast<unsigned>(_mm_movemask_epi8(hits));
+        if (places != 0) {
+            return std::min(text.size(), from + static_cast<std::size_t>(std::countr_zero(places)));
+        }
     }
-    return from;
+#else
+    for (; from < text.size(); ++from) {
+        if (((text[from] == kStops) || ...)) {
+            return from;
+        }
+    }
+#endif
+    return text.size();
 }
 
 // The place of the quote that closes a quoted string whose content begins at `from`; the size when it never
 // closes.
-std::size_t find_quoted_end(std::string_view text, std::size_t from) {
-    while ((from = find_any(text, kQuotedStops, from)) < text.size()) {
+std::size_t find_quoted_end(PaddedView text, std::size_t from) {
+    while ((from = find_any<'"', '\\'>(text, from)) < text.size()) {
         if (text[from] == '"') {
             return from;
         }
@@ -51,9 +68,9 @@ std::size_t find_quoted_end(std::string_view text, std::size_t from) {
 
 // The place of the parenthesis that closes a comment whose content begins at `from`; the size when it never
 // closes.
-std::size_t find_comment_end(std::string_view text, std::size_t from) {
+std::size_t find_comment_end(PaddedView text, std::size_t from) {
     int depth = 1;
-    while ((from = find_any(text, kCommentStops, from)) < text.size()) {
+    while ((from = find_any<'(', ')', '\\'>(text, from)) < text.size()) {
         if (text[from] == '\\') {
             from += kEscapedPair;
             continue;
@@ -67,10 +84,14 @@ std::size_t find_comment_end(std::string_view text, std::size_t from) {
     return text.size();
 }
 
-// Whether a "<" stands outside quoted strings and comments.
-bool is_angle_form(std::string_view text) {
-    std::size_t place = 0;
-    while ((place = find_any(text, kAngleTestStops, place)) < text.size()) {
+// The first place from `from` on that may mean something to the split.
+std::size_t find_delimiter(PaddedView text, std::size_t from) {
+    return find_any<'(', '"', '\\', '<', '>'>(text, from);
+}
+
+// Whether a "<" stands outside quoted strings and comments; `place` is that of the first delimiter.
+bool is_angle_form(PaddedView text, std::size_t place) {
+    for (; place < text.size(); place = find_delimiter(text, place)) {
         switch (text[place]) {
             case '<':
                 return true;
@@ -80,8 +101,11 @@ bool is_angle_form(std::string_view text) {
             case '"':
                 place = find_quoted_end(text, place + 1) + 1;
                 break;
-            default:
+            case '\\':
                 place += kEscapedPair;
+                break;
+            default:
+                ++place;
         }
     }
     return false;
@@ -97,7 +121,7 @@ class JoinedRuns {
     JoinedRuns(const JoinedRuns &) = delete;
     JoinedRuns &operator=(const JoinedRuns &) = delete;
 
-    void append(std::string_view run) {
+    void append(PaddedView run) {
         if (view_.empty()) {
             view_ = run;
         } else if (view_.data() + view_.size() == run.data()) {
@@ -108,35 +132,36 @@ class JoinedRuns {
             }
             std::memcpy(buffer_ + view_.size(), run.data(), run.size());
             view_ = {buffer_, view_.size() + run.size()};
+            std::memset(buffer_ + view_.size(), 0, kBlock);
         }
     }
 
-    [[nodiscard]] std::string_view view() const { return view_; }
+    [[nodiscard]] PaddedView view() const { return view_; }
 
   private:
-    std::string_view view_;
-    char buffer_[MIM_ADDRESS_SIZE];  // NOLINT(*-avoid-c-arrays)
+    PaddedView view_;
+    char buffer_[MIM_ADDRESS_SIZE + kBlock];  // NOLINT(*-avoid-c-arrays)
 };
 
 // Splits the input into the phrase with the comments, and the address proper.
-void split_phrase_and_address(std::string_view input, JoinedRuns &phrase, JoinedRuns &address) {
-    const bool angle_form = is_angle_form(input);
-    const CharSet &stops = angle_form ? kAngleFormStops : kPlainStops;
+void split_phrase_and_address(PaddedView input, JoinedRuns &phrase, JoinedRuns &address) {
+    std::size_t stop = find_delimiter(input, 0);
+    const bool angle_form = is_angle_form(input, stop);
     JoinedRuns *target = angle_form ? &phrase : &address;
-    std::size_t place = 0;
-    while (place < input.size()) {
-        const std::size_t stop = find_any(input, stops, place);
+    std::size_t place = 0;  // where what is not yet taken over begins
+    for (; stop < input.size(); stop = find_delimiter(input, place)) {
         target->append(input.substr(place, stop - place));
-        if (stop == input.size()) {
-            return;
-        }
         place = stop + 1;
         switch (input[stop]) {
             case '<':
                 target = &address;
                 break;
             case '>':
-                target = &phrase;
+                if (angle_form) {
+                    target = &phrase;
+                } else {
+                    target->append(input.substr(stop, 1));
+                }
                 break;
             case '(': {
                 const std::size_t end = find_comment_end(input, place);
@@ -152,6 +177,9 @@ void split_phrase_and_address(std::string_view input, JoinedRuns &phrase, Joined
                 place = stop + kEscapedPair;
                 target->append(input.substr(stop, kEscapedPair));
         }
+    }
+    if (place < input.size()) {
+        target->append(input.substr(place));
     }
 }
 
@@ -192,22 +220,32 @@ void write_unquoted(const Unquoted &unquoted, char *out, std::size_t capacity) {
     out[length] = '\0';
 }
 
-void write_output(std::string_view text, char *out) {
+// Writes an output of the parser, in whole blocks: its buffer holds a whole number of them.
+void write_output(PaddedView text, char *out) {
+    static_assert(MIM_ADDRESS_SIZE % kBlock == 0);
     if (out != nullptr) {
-        text::copy_text(text, out, MIM_ADDRESS_SIZE);
+        for (std::size_t place = 0; place < text.size(); place += kBlock) {
+            std::memcpy(out + place, text.data() + place, kBlock);
+        }
+        out[text.size()] = '\0';
     }
 }
 
-void write_unquoted_output(std::string_view text, char *out) {
+void write_unquoted_output(PaddedView text, char *out) {
     if (out != nullptr) {
-        write_unquoted(unquote(text), out, MIM_ADDRESS_SIZE);
+        const Unquoted unquoted = unquote(text);
+        if (unquoted.has_escapes) {
+            write_unquoted(unquoted, out, MIM_ADDRESS_SIZE);
+        } else {
+            write_output(unquoted.text, out);
+        }
     }
 }
 
 // Where the "@" stands that separates local part and domain; the size when there is none.
-std::size_t find_separator(std::string_view mailbox) {
+std::size_t find_separator(PaddedView mailbox) {
     std::size_t place = 0;
-    while ((place = find_any(mailbox, kMailboxStops, place)) < mailbox.size()) {
+    while ((place = find_any<'@', '"', '\\'>(mailbox, place)) < mailbox.size()) {
         switch (mailbox[place]) {
             case '@':
                 return place;
@@ -221,19 +259,19 @@ std::size_t find_separator(std::string_view mailbox) {
     return mailbox.size();
 }
 
-void parse_address(std::string_view input, char *phrase, char *address, char *route, char *local_part,
+void parse_address(PaddedView input, char *phrase, char *address, char *route, char *local_part,
                    char *domain) {
     JoinedRuns phrase_runs;
     JoinedRuns address_runs;
     split_phrase_and_address(input, phrase_runs, address_runs);
     write_unquoted_output(phrase_runs.view(), phrase);
 
-    std::string_view mailbox = text::trim(address_runs.view(), text::kWhiteSpace);
+    PaddedView mailbox = text::trim(address_runs.view(), text::kWhiteSpace);
     write_output(mailbox, address);
 
     const bool may_have_route = !mailbox.empty() && mailbox.front() == '@';
-    const std::size_t route_end = may_have_route ? mailbox.rfind(':') : std::string_view::npos;
-    if (route_end != std::string_view::npos) {
+    const std::size_t route_end = may_have_route ? mailbox.rfind(':') : PaddedView::npos;
+    if (route_end != PaddedView::npos) {
         write_output(mailbox.substr(0, route_end), route);
         mailbox.remove_prefix(route_end + 1);
     } else {
@@ -242,7 +280,7 @@ void parse_address(std::string_view input, char *phrase, char *address, char *ro
 
     const std::size_t separator = find_separator(mailbox);
     write_unquoted_output(mailbox.substr(0, separator), local_part);
-    write_output(separator < mailbox.size() ? mailbox.substr(separator + 1) : std::string_view{}, domain);
+    write_output(separator < mailbox.size() ? mailbox.substr(separator + 1) : PaddedView{}, domain);
 }
 
 }  // namespace
@@ -250,8 +288,12 @@ void parse_address(std::string_view input, char *phrase, char *address, char *ro
 void mim_parse_address(const char *text, char *phrase, char *address, char *route, char *local_part,
                        char *domain) {
     mim::traced<TraceClass::kSetup>(__func__, [&] {
-        const std::string_view input{text, strnlen(text, MIM_MAX_ADDRESS)};
-        parse_address(input, phrase, address, route, local_part, domain);
+        std::array<char, MIM_ADDRESS_SIZE + kBlock>
+            input;  // NOLINT(*-member-init): filled as far as it is read
+        const std::size_t length = strnlen(text, MIM_MAX_ADDRESS);
+        std::memcpy(input.data(), text, length);
+        std::memset(input.data() + length, 0, kBlock);
+        parse_address({input.data(), length}, phrase, address, route, local_part, domain);
     });
 }
 
