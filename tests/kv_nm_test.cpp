@@ -33,12 +33,16 @@ std::string orn(std::string text) {
 struct Name {
     std::unique_ptr<char[]> text{new char[NM_ORN_SIZE]};
     nm_index index;
+    bool is_valid = true;
 
     Name() { nm_InitORN(text.get(), &index); }
     explicit Name(const std::string &from) {
         from.copy(text.get(), from.size());
         text[from.size()] = '\0';
         nm_ParseORN(text.get(), &index, nullptr);
+    }
+    Name(const std::string &text_form, nm_text_error *error) {
+        is_valid = nm_ParseText(text_form.c_str(), text.get(), &index, error) != 0;
     }
     void put(int field, const std::string &value) {
         nm_PutFieldMem(text.get(), &index, field, value.data(), static_cast<int>(value.size()));
@@ -71,6 +75,15 @@ std::string encode(const Fields &fields) {
         text += value;
     }
     return text;
+}
+
+// The text form, written into a heap buffer of just its size.
+std::string text_form(const Name &name) {
+    const int length = nm_FormatText(name.text.get(), nullptr, 0);
+    EXPECT_LT(length, NM_TEXT_SIZE);
+    const std::unique_ptr<char[]> out{new char[static_cast<std::size_t>(length) + 1]};
+    EXPECT_EQ(nm_FormatText(name.text.get(), out.get(), length + 1), length);
+    return out.get();
 }
 
 // What a parse of `text` in an exact-size heap buffer finds.
@@ -157,6 +170,8 @@ TEST(NmFields, StoresLikeAMap) {
                 << "field " << field << ", step " << step << ", round " << round;
             ASSERT_EQ(name.fields(), model);
             ASSERT_EQ(parsed(name.str()), model);
+            const Name again{text_form(name), nullptr};
+            ASSERT_EQ(again.str(), name.str()) << text_form(name);
         }
     }
 }
@@ -276,6 +291,115 @@ TEST(NmFields, TellsOfT61Forms) {
     }
     const std::uint32_t all[NM_MAP_WORDS] = {~0U, ~0U, ~0U, ~0U, ~0U};
     EXPECT_FALSE(nm_CheckBit(-1, all) || nm_CheckBit(NM_FIELD_COUNT, all));
+}
+
+TEST(NmText, ReadsAndWrites) {
+    const struct {
+        std::string text;
+        Fields fields;
+        std::string written;  // empty: as it was read
+    } rows[] = {
+        {"", {}, ""},
+        {"/S=Smith/G=John/OU1=Sales/O=Acme/PRMD=x/ADMD=y/C=us/DD.RFC-822=j@x.org/",
+         {{0, "Smith"},
+          {1, "John"},
+          {4, "Sales"},
+          {8, "Acme"},
+          {9, "us"},
+          {10, "y"},
+          {11, "x"},
+          {15, "RFC-822"},
+          {16, "j@x.org"}},
+         ""},
+        {"c=us/ou=low/Ou=mid/OU=high",
+         {{4, "high"}, {5, "mid"}, {6, "low"}, {9, "us"}},
+         "/OU3=low/OU2=mid/OU1=high/C=us/"},
+        {"/OU=4/OU=3/OU=2/OU=1/", {{4, "1"}, {5, "2"}, {6, "3"}, {7, "4"}}, "/OU4=4/OU3=3/OU2=2/OU1=1/"},
+        {"/ou4=4/ou2=2/T61.OU=u/", {{5, "2"}, {7, "4"}, {68, "u"}}, "/OU4=4/OU2=2/T61.OU1=u/"},
+        {"/S=a=b\\/c\\\\\\=\\x09\\x7f/", {{0, "a=b/c\\=\t\x7F"}}, "/S=a\\=b\\/c\\\\\\=\\x09\\x7F/"},
+        {"/CN=Müller/T61.CN=M\xC8uller/", {{32, "Müller"}, {96, "M\xC8uller"}}, ""},
+        {"/DD.=/DD.A\\=B\\/=x/DD.=y/DD.Z=/T61.DD.=/T61.DD.A=x/",
+         {{17, "A=B/"}, {18, "x"}, {20, "y"}, {21, "Z"}, {81, "A"}, {82, "x"}},
+         ""},
+        {"/t-id=t/pd-local=l/ia=j@x/FIELD.23=a/field.129=b/",
+         {{14, "t"}, {23, "a"}, {51, "l"}, {129, "b"}, {130, "j@x"}},
+         "/T-ID=t/PD-LOCAL=l/IA=j@x/FIELD.23=a/FIELD.129=b/"},
+        {"/S=/G=x/", {{1, "x"}}, "/G=x/"},
+    };
+    for (const auto &row : rows) {
+        nm_text_error error{-1, nullptr};
+        const Name name{row.text, &error};
+        EXPECT_TRUE(name.is_valid) << row.text << ": " << error.reason;
+        EXPECT_EQ(name.fields(), row.fields) << row.text;
+        EXPECT_EQ(text_form(name), row.written.empty() ? row.text : row.written);
+    }
+}
+
+TEST(NmText, RefusesWithPlaceAndReason) {
+    const std::string longest(NM_ORN_SIZE - 1, 'x');
+    const struct {
+        std::string text;
+        int offset;
+        const char *reason;
+    } rows[] = {
+        {"/S=a/Smith/", 5, "no \"=\""},
+        {"//S=a/", 1, "no \"=\""},
+        {"/S=a//", 5, "no \"=\""},
+        {"/S\\=a", 1, "no \"=\""},
+        {"/=a/", 1, "not known"},
+        {"/SN=a/", 1, "not known"},
+        {"/S =a/", 1, "not known"},
+        {"/OU0=a/", 1, "not known"},
+        {"/OU5=a/", 1, "not known"},
+        {"/T61.C=a/", 1, "not known"},
+        {"/T61.IA=a/", 1, "not known"},
+        {"/FIELD.0=a/", 1, "not known"},
+        {"/FIELD.131=a/", 1, "not known"},
+        {"/FIELD.=a/", 1, "not known"},
+        {"/FIELD.4294967319=a/", 1, "not known"},
+        {"/S=a/s=b/", 5, "repeated"},
+        {"/OU1=a/OU=b/", 7, "OU stands beside"},
+        {"/OU=a/OU1=b/", 6, "OU stands beside"},
+        {"/OU=1/OU=2/OU=3/OU=4/OU=5/", 21, "more than four units"},
+        {"/DD.A=1/DD.B=2/DD.C=3/DD.D=4/DD.E=5/", 29, "more than four domain"},
+        {"/S=a\\n/", 4, "backslash"},
+        {"/S=a\\", 4, "backslash"},
+        {"/S=\\x4", 3, "backslash"},
+        {"/S=\\x4g/", 3, "backslash"},
+        {"/DD.\\q=a/", 4, "backslash"},
+        {"/OU=a\\q/", 5, "backslash"},
+        {"/S=a\\x00/", 4, "byte 0"},
+        {"/S=\\x1D/", 3, "byte 0"},
+        {"/S=a\x17/", 4, "byte 0"},
+        {"/S=" + longest + "x/", NM_ORN_SIZE + 2, "4096"},
+        {"/S=" + longest + "/G=y/", NM_ORN_SIZE + 5, "4096"},
+    };
+    for (const auto &row : rows) {
+        nm_text_error error{-1, nullptr};
+        const Name name{row.text, &error};
+        EXPECT_FALSE(name.is_valid) << row.text;
+        EXPECT_EQ(error.offset, row.offset) << row.text;
+        EXPECT_NE(std::string(error.reason).find(row.reason), std::string::npos)
+            << row.text << ": " << error.reason;
+        EXPECT_TRUE(name.str().empty() && name.fields().empty());
+        EXPECT_FALSE((Name{row.text, nullptr}.is_valid));
+    }
+}
+
+TEST(NmText, IsCutToTheCapacity) {
+    Name name;
+    name.put(0, std::string(2000, '\x01'));
+    const std::string whole = text_form(name);
+    EXPECT_EQ(whole.size(), 3 + 2000 * 4 + 1);
+    for (const int capacity : {1, 2, 7, 1024}) {
+        const auto size = static_cast<std::size_t>(capacity);
+        const std::unique_ptr<char[]> out{new char[size]};
+        EXPECT_EQ(nm_FormatText(name.text.get(), out.get(), capacity), static_cast<int>(whole.size()));
+        EXPECT_EQ(out.get(), whole.substr(0, size - 1));
+    }
+    const std::unique_ptr<char[]> log{new char[NM_LOG_SIZE]};
+    nm_FormatLogORN(name.text.get(), log.get());
+    EXPECT_EQ(log.get(), whole.substr(0, NM_LOG_SIZE - 1));
 }
 
 }  // namespace

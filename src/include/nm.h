@@ -115,11 +115,12 @@ KV_EXPORT void nm_FormatLogORN(const char *orn, char *destination);
 //
 // /S=Smith/G=John/OU1=Sales/O=Acme/PRMD=x/ADMD=y/C=us/DD.RFC-822=j@x.org/
 //
-// One KEYWORD=VALUE for each field that is present, each after a "/", with a "/" at the end. Keywords: those
-// of nm_KeywordTable, with OU1 to OU4 for the fields 4 to 7; DD.TYPE=VALUE for a DDA, in the order of the
-// four; IA for field 130; FIELD.n for a field without keyword; and T61. before a keyword (T61.DD.TYPE too)
-// for its T.61 form. In types and values a backslash stands before "/", "=" and itself, and a control
-// character is written as \xHH.
+// One KEYWORD=VALUE for each field that is present, each after a "/", with a "/" at the end; no field, no
+// text. Keywords: those of nm_KeywordTable, with OU1 to OU4 for the fields 4 to 7; DD.TYPE=VALUE for a DDA,
+// in the order of the four, where an absent one before another is written DD.= to keep its place; IA for
+// field 130; FIELD.n for a field without keyword; and T61. before a keyword (T61.DD.TYPE too) for its T.61
+// form. In types and values a backslash stands before "/", "=" and itself, and a control character is written
+// as \xHH.
 
 // A keyword and its field.
 typedef struct nm_keyword {

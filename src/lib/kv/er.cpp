@@ -20,7 +20,6 @@
 #include <new>
 
 #include "failures.h"
-#include "text/ascii.h"
 #include "text/writer.h"
 
 int er_SubSystemLoggingLevel = 0;
@@ -132,15 +131,9 @@ void dispose_of_failure(int level) {
 }
 
 void append_safely(text::Writer &line, char c) {
-    constexpr std::string_view kHexDigits = "0123456789ABCDEF";
-    if (!text::kControls.contains(c)) {
+    if (!text::append_if_control(line, c)) {
         line.append(c);
-        return;
     }
-    const auto code = static_cast<unsigned char>(c);
-    line.append("\\x");
-    line.append(kHexDigits[code >> 4U]);
-    line.append(kHexDigits[code & 0x0FU]);
 }
 
 void append_safely(text::Writer &line, const char *text) {

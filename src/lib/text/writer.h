@@ -7,6 +7,8 @@
 #include <cstring>
 #include <string_view>
 
+#include "text/ascii.h"
+
 namespace text {
 
 // Appends to a buffer of fixed capacity. What does not fit is dropped; `length` tells what would have been
@@ -43,6 +45,20 @@ class Writer {
     std::size_t capacity_;
     std::size_t length_ = 0;
 };
+
+// Appends a control character as \xHH, so that it cannot pass for part of the layout; false, with nothing
+// appended, when `c` is none.
+inline bool append_if_control(Writer &out, char c) {
+    constexpr std::string_view kHexDigits = "0123456789ABCDEF";
+    if (!kControls.contains(c)) {
+        return false;
+    }
+    const auto code = static_cast<unsigned char>(c);
+    out.append("\\x");
+    out.append(kHexDigits[code >> 4U]);
+    out.append(kHexDigits[code & 0x0FU]);
+    return true;
+}
 
 // Copies `text` into `buffer`, which holds `capacity` bytes (at least one), cut to fit and terminated. The
 // two may overlap. Returns how many characters were copied.
