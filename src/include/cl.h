@@ -24,8 +24,9 @@ KV_EXPORT void cl_ReadDefMNode(int node_type, char *orn);
 
 // Turns the name of a mail node, written in the text form of nm.h in the character set of `descriptor`, into
 // an O/R name in `orn` (NM_ORN_SIZE bytes). A value that is not 7-bit text becomes the T.61 form of its
-// field. `form` and `check` are 1. Failures, which leave `orn` empty: (100, 910) the text is no O/R name;
-// (100, 911) a field that has no T.61 form holds 8-bit text.
+// field, in T61INTL. `form` and `check` are 1. Failures, which leave `orn` empty: (100, 910) the text is no
+// O/R name, or gives an attribute both as 8-bit text and in its T.61 form; (100, 911) a field that has no
+// T.61 form holds 8-bit text; (100, 811) the character set is not known; memory exhausted.
 KV_EXPORT void cl_ConvClMntoORN(const char *text, char *orn, int form, int check,
                                 const ccs_descriptor *descriptor);
 

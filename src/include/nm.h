@@ -41,6 +41,8 @@ enum {
     NM_DDA4_VALUE = 22,
     NM_COMMON_NAME = 32,
     NM_FIRST_POSTAL = 33,  // network and postal attributes, see nm_KeywordTable
+    NM_POSTAL_COUNTRY = 38,
+    NM_POSTAL_CODE = 39,
     NM_LAST_POSTAL = 51,
     NM_T61 = 64,  // NM_T61 + n is the T.61 form of field n
     NM_INTERNET_ADDRESS = 130,

@@ -29,6 +29,11 @@ WordAndRest split_word(std::string_view text) {
     return {text.substr(0, end), text::trim(text.substr(end), kLineBlanks)};
 }
 
+bool parse_number(std::string_view text, int &number) {
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    return error == std::errc{} && end == text.data() + text.size();
+}
+
 void log_skipped_line(const char *path, int line_number, const char *reason) {
     std::array<char, kNumberSize> number{};
     std::to_chars(number.data(), number.data() + number.size() - 1, line_number);

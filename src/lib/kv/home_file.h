@@ -31,6 +31,9 @@ struct WordAndRest {
 };
 [[nodiscard]] WordAndRest split_word(std::string_view text);
 
+// Reads all of `text` as a decimal number; false when it is none.
+[[nodiscard]] bool parse_number(std::string_view text, int &number);
+
 // Calls `visit(context, line)` for each line of the file `path` that is neither blank nor a comment (`#`
 // first). A file that is missing has no lines; one that cannot be read is logged and has none from there on.
 // A line longer than kMaxHomeLine is logged and skipped.

@@ -3,7 +3,6 @@
 #include "mes.h"
 
 #include <array>
-#include <charconv>
 #include <map>
 #include <string>
 #include <string_view>
@@ -55,11 +54,6 @@ struct Loading {
     ~Loading() { loading = false; }
 };
 
-bool parse_number(std::string_view text, int &number) {
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    return error == std::errc{} && end == text.data() + text.size();
-}
-
 MessageTable MessageTable::load() {
     const Loading guard;
     MessageTable table;
@@ -67,7 +61,7 @@ MessageTable MessageTable::load() {
         const auto [set_word, rest] = kv::split_word(line.text);
         const auto [number_word, message] = kv::split_word(rest);
         std::pair<int, int> key;
-        if (!parse_number(set_word, key.first) || !parse_number(number_word, key.second)) {
+        if (!kv::parse_number(set_word, key.first) || !kv::parse_number(number_word, key.second)) {
             kv::log_skipped_line(kMessagesFile, line.number, "it does not begin with SET NUMBER");
         } else {
             table.texts.insert_or_assign(key, message);

@@ -18,7 +18,7 @@
 #include <string_view>
 
 #include "failures.h"
-#include "nm_store.h"
+#include "nm_internal.h"
 #include "text/ascii.h"
 #include "text/writer.h"
 
@@ -152,13 +152,6 @@ std::size_t find_separator(const char *orn, std::size_t from, std::size_t limit)
     return from;
 }
 
-std::string_view field_text(const char *orn, const nm_index &index, int field) {
-    if (!is_field(field) || !is_present(index, field)) {
-        return {};
-    }
-    return {orn + index.start[field], index.length[field]};
-}
-
 bool is_own_value(std::string_view own, std::string_view bytes) {
     return std::equal(own.begin(), own.end(), bytes.begin(), bytes.end(),
                       [](char a, char b) { return a == stored_byte(b); });
@@ -176,6 +169,13 @@ bool lies_within(std::string_view bytes, const char *begin, const char *end) {
 }
 
 }  // namespace
+
+std::string_view kv::field_text(const char *orn, const nm_index &index, int field) {
+    if (!is_field(field) || !is_present(index, field)) {
+        return {};
+    }
+    return {orn + index.start[field], index.length[field]};
+}
 
 bool kv::try_put_field(char *orn, nm_index &index, int field, std::string_view bytes) {
     if (is_own_value(field_text(orn, index, field), bytes)) {
@@ -291,12 +291,12 @@ void nm_GetFieldMaps(const nm_index *index, uint32_t *maps) {
 
 void nm_GetFieldStr(const char *orn, const nm_index *index, int field, char *destination, int capacity) {
     text::Writer out{destination, static_cast<std::size_t>(std::max(capacity, 0))};
-    out.append(field_text(orn, *index, field));
+    out.append(kv::field_text(orn, *index, field));
     out.finish();
 }
 
 const char *nm_GetFieldMemPtr(const char *orn, const nm_index *index, int field, int *length) {
-    const std::string_view text = field_text(orn, *index, field);
+    const std::string_view text = kv::field_text(orn, *index, field);
     *length = static_cast<int>(text.size());
     return text.data();
 }

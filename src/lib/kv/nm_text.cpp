@@ -12,7 +12,7 @@
 #include <cstddef>
 #include <string_view>
 
-#include "nm_store.h"
+#include "nm_internal.h"
 #include "text/ascii.h"
 #include "text/writer.h"
 
@@ -38,8 +38,8 @@ const nm_keyword nm_KeywordTable[NM_KEYWORD_COUNT] = {
     {"NET-PSAP", 35},
     {"T-TY", 36},
     {"PD-SERVICE", 37},
-    {"PD-C", 38},
-    {"PD-CODE", 39},
+    {"PD-C", NM_POSTAL_COUNTRY},
+    {"PD-CODE", NM_POSTAL_CODE},
     {"PD-OFFICE", 40},
     {"PD-OFFICE-NUM", 41},
     {"PD-EXT-ADDRESS", 42},
@@ -90,15 +90,6 @@ bool is_unit(int field) {
     return field >= NM_OU1 && field <= NM_OU4;
 }
 
-bool is_plain_with_keyword(int field) {
-    return (field >= NM_SURNAME && field <= NM_DDA4_VALUE) ||
-           (field >= NM_COMMON_NAME && field <= NM_LAST_POSTAL) || field == NM_INTERNET_ADDRESS;
-}
-
-bool has_keyword(int field) {
-    return is_plain_with_keyword(field) || (field >= NM_T61 && nm_GetCorrT61FNum(field - NM_T61) == field);
-}
-
 // ---- Writing ----
 
 class TextWriter {
@@ -112,7 +103,7 @@ class TextWriter {
         write_attribute({}, kInternetKeyword, {}, NM_INTERNET_ADDRESS);
         write_form(Form::kT61);
         for (int field = 0; field < NM_FIELD_COUNT; ++field) {
-            if (!has_keyword(field)) {
+            if (!kv::has_keyword(field)) {
                 std::array<char, 3> digits{};
                 const char *end = std::to_chars(digits.data(), digits.data() + digits.size(), field).ptr;
                 write_attribute({}, kFieldPrefix,
@@ -126,11 +117,7 @@ class TextWriter {
     }
 
   private:
-    [[nodiscard]] std::string_view value_of(int field) const {
-        int length = 0;
-        const char *bytes = nm_GetFieldMemPtr(orn_, &index_, field, &length);
-        return {bytes, static_cast<std::size_t>(length)};
-    }
+    [[nodiscard]] std::string_view value_of(int field) const { return kv::field_text(orn_, index_, field); }
 
     void write_form(Form form) {
         const std::string_view prefix = form == Form::kT61 ? kT61Prefix : std::string_view{};
@@ -217,7 +204,8 @@ int field_of_keyword(std::string_view keyword, Form form) {
         const char *end = keyword.data() + keyword.size();
         const auto [stopped, error] = std::from_chars(keyword.data(), end, field);
         const bool is_number = error == std::errc{} && stopped == end;
-        return is_number && field >= 0 && field < NM_FIELD_COUNT && !has_keyword(field) ? field : kNoField;
+        return is_number && field >= 0 && field < NM_FIELD_COUNT && !kv::has_keyword(field) ? field
+                                                                                            : kNoField;
     }
     if (keyword.size() == kUnitKeyword.size() + 1 && take_prefix(keyword, kUnitKeyword)) {
         const int field = NM_OU1 + (keyword.front() - '1');
@@ -394,6 +382,13 @@ class TextReader {
 };
 
 }  // namespace
+
+bool kv::has_keyword(int field) {
+    const bool has_plain_keyword = (field >= NM_SURNAME && field <= NM_DDA4_VALUE) ||
+                                   (field >= NM_COMMON_NAME && field <= NM_LAST_POSTAL) ||
+                                   field == NM_INTERNET_ADDRESS;
+    return has_plain_keyword || is_t61_form(field);
+}
 
 void nm_FormatLogORN(const char *orn, char *destination) {
     nm_FormatText(orn, destination, NM_LOG_SIZE);
