@@ -58,7 +58,7 @@ foreach(source IN LISTS c_sources)
   set_tests_properties(${preset}.c.${name} PROPERTIES TIMEOUT ${test_timeout} LABELS ${preset})
 endforeach()
 
-# Every public header stands alone, as C and as C++.
+# Every public header can be included by itself, in C and in C++.
 file(GLOB public_headers CONFIGURE_DEPENDS src/include/*.h src/lib/mim/mim.h)
 foreach(header IN LISTS public_headers)
   cmake_path(GET header FILENAME name)
