@@ -3,7 +3,6 @@
 #ifndef MIM_FRAME_H
 #define MIM_FRAME_H
 
-#include <source_location>
 #include <type_traits>
 #include <utility>
 
@@ -77,8 +76,7 @@ bool run_under(er_environment *previous, Body &body) {
 // completed, false when its failure was swallowed.
 template <typename Body, typename CleanUp>
 bool protected_region(const char *source_file, Body &&body, CleanUp &&clean_up,
-                      Disposal disposal = Disposal::kClear,
-                      std::source_location where = std::source_location::current()) {
+                      Disposal disposal = Disposal::kClear, int line = __builtin_LINE()) {
     er_environment environment{};
     er_environment *previous = er_SetCurrEnv(&environment);
     const bool completed = detail::run_under(previous, body);
@@ -93,7 +91,7 @@ bool protected_region(const char *source_file, Body &&body, CleanUp &&clean_up,
     }
     clean_up();
     if (er_GetLive() != 0) {
-        er_TraceBeforeJump(source_file, static_cast<int>(where.line()));
+        er_TraceBeforeJump(source_file, line);
         er_Jump(er_GetCurrEnv(), 1);
     }
     return false;
