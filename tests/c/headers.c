@@ -1,19 +1,7 @@
 // The public headers as a C program sees them, all in one unit, and a failure that crosses its frames.
 #include <stdio.h>
 
-#include "akt.h"
-#include "ccs.h"
-#include "cl.h"
-#include "cust.h"
-#include "cvc.h"
-#include "er.h"
-#include "ext.h"
-#include "kv_export.h"
-#include "mdc.h"
-#include "mes.h"
-#include "nm.h"
-#include "os.h"
-#include "mim.h"
+#include "all_public_headers.h"  // made by the build from the headers that there are
 
 enum { SET = 9999, NUMBER = 7 };
 
@@ -28,7 +16,9 @@ static void call_through_c(void *reached) {
     *(int *)reached = 2;
 }
 
-static void compare_names(void *equal) { *(int *)equal = mim_StrCaseCmp("Example.ORG", "example.org"); }
+static void compare_names(void *equal) {
+    *(int *)equal = mim_StrCaseCmp("Example.ORG", "example.org");
+}
 
 static int expect(const char *what, int got, int want) {
     if (got != want) {
