@@ -1,0 +1,21 @@
+// How bytes are shown where a row or a diagnostic must stay one line.
+#ifndef TOOL_ESCAPE_H
+#define TOOL_ESCAPE_H
+
+#include <string>
+#include <string_view>
+
+#include "text/ascii.h"
+
+namespace tool {
+
+// What a column of a row escapes. Bytes above 127 are no part of it: they are written as they are.
+inline constexpr text::CharSet kColumnSpecials = text::kControls | text::CharSet{"\\"};
+
+// Appends `text` to `out`; each member of `specials` becomes \t, \n, \xHH (the other controls) or itself
+// after a backslash.
+void append_escaped(std::string &out, std::string_view text, const text::CharSet &specials);
+
+}  // namespace tool
+
+#endif

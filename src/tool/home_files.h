@@ -1,0 +1,23 @@
+// The home that the run uses, and the files in it that the library reads in silence.
+#ifndef TOOL_HOME_FILES_H
+#define TOOL_HOME_FILES_H
+
+#include <initializer_list>
+#include <string>
+
+namespace tool {
+
+inline constexpr const char *kInboundRules = "~/sys/unixin.rules";
+inline constexpr const char *kGatewayMap = "~/sys/unixmap.gw";
+
+// Makes `directory` the home. Throws ToolError unless it is a directory with a sys directory.
+void use_home(const std::string &directory);
+
+// For subcommands that read the home: throws ToolError unless it is one, and each of `files` is missing or
+// can be read. The library passes over a file that it cannot open as if it were missing, and its answer would
+// then be a wrong one.
+void require_home(std::initializer_list<const char *> files);
+
+}  // namespace tool
+
+#endif

@@ -1,0 +1,110 @@
+// The mim command: global options, the choice of the subcommand, and the end of the process.
+
+#include <algorithm>
+#include <csignal>
+#include <sstream>
+#include <utility>
+
+#include "commands.h"
+#include "home_files.h"
+
+namespace tool {
+
+namespace {
+
+constexpr int kTraceEveryClass = 10;  // the level at which the library announces all its classes
+
+void add_global_options(CLI::App &app, Session &session) {
+    app.add_option("--home", session.home, "The server's home (else $KV_HOME, else /var/lib/mim)")
+        ->option_text("DIR")
+        ->check([](const std::string &directory) {
+            return directory.empty() ? std::string{"names no directory"} : std::string{};
+        });
+    app.add_flag("--json", session.json, "Write one JSON object per row");
+    app.add_flag("--trace", session.trace, "Show the library's calls on standard error");
+    app.add_flag("--quiet", session.quiet, "Leave warnings and notes out");
+    app.set_version_flag("--version", "mim " MIM_VERSION, "Write the version and exit");
+    app.set_help_flag("--help", "Write this help and exit");
+}
+
+void apply_global_options(const Session &session) {
+    if (!session.home.empty()) {
+        use_home(unguard(session.home));
+    }
+    if (session.trace) {
+        er_SubSystemLoggingLevel = kTraceEveryClass;
+    }
+}
+
+// What the parser found wrong, in words that name the culprit.
+std::string describe(const CLI::ParseError &error, const CLI::App &app) {
+    const std::vector<std::string> unknown = app.remaining(true);
+    const auto option = std::find_if(unknown.begin(), unknown.end(),
+                                     [](const std::string &name) { return name.starts_with('-'); });
+    if (option != unknown.end()) {
+        return "unknown option: " + *option;
+    }
+    if (!unknown.empty()) {
+        return "unknown subcommand: " + unguard(unknown.front());
+    }
+    return error.what();
+}
+
+// Help and version are results, on standard output; anything else is wrong use.
+void finish_parsing(const CLI::ParseError &error, const CLI::App &app, Session &session) {
+    if (error.get_exit_code() == 0) {
+        std::ostringstream text;
+        app.exit(error, text, text);
+        session.rows.buffer() += text.str();
+        return;
+    }
+    session.note(Exit::kWrongUse);
+    session.report("error", describe(error, app) + " (try mim --help)");
+}
+
+void run(int argc, char **argv, Session &session) {
+    CLI::App app{"Convert between Internet mail and X.400 as the mail server does.", "mim"};
+    app.require_subcommand(1);
+    app.fallthrough();
+    add_global_options(app, session);
+    std::vector<Command> commands;
+    add_to_x400(app, commands);
+    add_parse(app, commands);
+    add_rules(app, commands);
+    std::vector<std::string> arguments = guard_arguments(argc, argv);
+    std::reverse(arguments.begin(), arguments.end());  // as the parser wants them
+    try {
+        app.parse(std::move(arguments));
+    } catch (const CLI::ParseError &error) {
+        finish_parsing(error, app, session);
+        return;
+    }
+    try {
+        apply_global_options(session);
+        for (const Command &command : commands) {
+            if (command.app->parsed()) {
+                command.run(session);
+            }
+        }
+    } catch (const ToolError &error) {
+        session.note(Exit::kFailed);
+        session.report("error", error.what());
+    }
+}
+
+}  // namespace
+
+}  // namespace tool
+
+int main(int argc, char **argv) {
+    // A reader that goes away is a write that fails, and is reported as such.
+    std::signal(SIGPIPE, SIG_IGN);
+    tool::Session session;
+    if (tool::protect([&] { tool::run(argc, argv, session); }) != 0) {
+        er_identity failure{};
+        er_LastFailure(&failure);
+        session.note(tool::Exit::kFailed);
+        session.report("error", tool::describe(failure));
+    }
+    return static_cast<int>(session.finish());
+}

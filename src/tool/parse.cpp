@@ -1,0 +1,64 @@
+// mim parse: the parts of an RFC 822 address.
+
+#include <array>
+
+#include "commands.h"
+#include "escape.h"
+#include "mim.h"
+#include "rows.h"
+
+namespace tool {
+
+namespace {
+
+constexpr std::size_t kPartSize = 1024;  // what the parser asks of each buffer
+constexpr std::size_t kLongestAddress = kPartSize - 1;
+
+// Parts stand between quotes in their column, so a quote is escaped too.
+constexpr text::CharSet kQuotedSpecials = kColumnSpecials | text::CharSet{"\""};
+
+enum Part { kPhrase, kAddress, kRoute, kLocalPart, kDomain, kPartCount };
+constexpr std::array<const char *, kPartCount> kPartNames = {"phrase", "address", "route", "local", "domain"};
+
+class Parse : public Conversion {
+  public:
+    [[nodiscard]] std::size_t longest_item() const override { return kLongestAddress; }
+
+    void convert(const char *item, Answer &answer) override {
+        mim_parse_address(item, parts_[kPhrase].data(), parts_[kAddress].data(), parts_[kRoute].data(),
+                          parts_[kLocalPart].data(), parts_[kDomain].data());
+        for (std::size_t part = 0; part < kPartCount; ++part) {
+            if (answer.as_json) {
+                answer.result[kPartNames[part]] = parts_[part].data();
+            } else {
+                append_part(answer.column, kPartNames[part], parts_[part].data());
+            }
+        }
+    }
+
+  private:
+    static void append_part(std::string &column, const char *name, const char *value) {
+        if (!column.empty()) {
+            column += ' ';
+        }
+        column += name;
+        column += "=\"";
+        append_escaped(column, value, kQuotedSpecials);
+        column += '"';
+    }
+
+    std::array<std::array<char, kPartSize>, kPartCount> parts_{};
+};
+
+}  // namespace
+
+void add_parse(CLI::App &parent, std::vector<Command> &commands) {
+    CLI::App *app = parent.add_subcommand("parse", "Split Internet addresses into their parts");
+    const CLI::Option *addresses = add_items(*app, "ADDRESS");
+    commands.push_back({app, [=](Session &session) {
+                            Parse conversion;
+                            convert_items(session, items_of(addresses), conversion);
+                        }});
+}
+
+}  // namespace tool

@@ -1,0 +1,111 @@
+// The run's options, its diagnostics and its end.
+
+#include "session.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <system_error>
+
+#include "escape.h"
+#include "mes.h"
+
+namespace tool {
+
+namespace {
+
+std::string error_text(int error) {
+    return std::generic_category().message(error);
+}
+
+}  // namespace
+
+ToolError::ToolError(const std::string &subject, int error)
+    : std::runtime_error(subject + ": " + error_text(error)) {}
+
+Session::Session() : rows(STDOUT_FILENO), diagnostics_(STDERR_FILENO) {
+    er_SetLogSink([](void *session, int severity,
+                     const char *line) { static_cast<Session *>(session)->log(severity, line); },
+                  this);
+    // Without --trace too: this is how failures are seen that the library gets over in silence.
+    er_SetTraceSink([](void *session,
+                       const er_trace_event *event) { static_cast<Session *>(session)->trace_event(*event); },
+                    this);
+}
+
+Session::~Session() {
+    er_SetLogSink(nullptr, nullptr);
+    er_SetTraceSink(nullptr, nullptr);
+}
+
+void Session::report(std::string_view kind, std::string_view text) {
+    std::string &line = diagnostics_.buffer();
+    line += "mim: ";
+    line += kind;
+    line += ": ";
+    append_escaped(line, text, text::kControls);
+    line += '\n';
+    write_diagnostic();
+}
+
+void Session::log(int severity, const char *line) {
+    if (severity <= ER_SEVERITY_ERROR) {
+        note(Exit::kFailed);
+        report("error", line);
+    } else if (!quiet) {
+        report(severity <= ER_SEVERITY_WARNING ? "warning" : "note", line);
+    }
+}
+
+void Session::trace_event(const er_trace_event &event) {
+    if (event.kind == er_trace_event::ER_TRACE_RAISED) {
+        raised_ = event.failure;
+    }
+    if (trace) {
+        call_tree_.append(event, diagnostics_.buffer());
+        write_diagnostic();
+    }
+}
+
+// Rows first: where both streams end in one terminal or file, each line stands where it belongs.
+void Session::write_diagnostic() {
+    rows.flush();
+    diagnostics_.flush();
+}
+
+void Session::note(Exit exit) {
+    worst_ = std::max(worst_, exit);
+}
+
+void Session::begin_item() {
+    call_tree_.restart();
+    raised_.reset();
+}
+
+void Session::report_survived() {
+    if (raised_) {
+        note(Exit::kFailed);
+        report("error", describe(*raised_));
+    }
+}
+
+Exit Session::finish() {
+    rows.flush();
+    if (rows.error() != 0) {
+        note(Exit::kFailed);
+        report("error", "standard output: " + error_text(rows.error()));
+    }
+    return worst_;
+}
+
+std::string describe(const er_identity &failure) {
+    const char *text = nullptr;
+    // The texts are a file's too, and reading it may be what failed.
+    if (protect([&] { text = mes_GetText(failure.set, failure.number); }) != 0) {
+        er_Clear();
+    }
+    return std::to_string(failure.set) + "/" + std::to_string(failure.number) + ": " +
+           (text != nullptr ? text : "no text");
+}
+
+}  // namespace tool

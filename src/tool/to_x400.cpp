@@ -1,0 +1,49 @@
+// mim to-x400: Internet addresses to O/R names.
+
+#include "commands.h"
+#include "home_files.h"
+#include "mim.h"
+#include "orn_text.h"
+#include "rows.h"
+
+namespace tool {
+
+namespace {
+
+constexpr std::size_t kLongestAddress = 1024;
+
+// The flags of mim_ArpaToORN2.
+enum Flag : unsigned char { kTnefGateway = 1, kWriteCommonName = 2 };
+
+class ToX400 : public Conversion {
+  public:
+    explicit ToX400(unsigned char flags) : flags_(flags) {}
+
+    [[nodiscard]] std::size_t longest_item() const override { return kLongestAddress; }
+
+    void convert(const char *item, Answer &answer) override {
+        mim_ArpaToORN2(item, orn_.text.data(), &orn_.index, flags_);
+        answer_orn(orn_, answer);
+    }
+
+  private:
+    unsigned char flags_;
+    OrName orn_{};
+};
+
+}  // namespace
+
+void add_to_x400(CLI::App &parent, std::vector<Command> &commands) {
+    CLI::App *app = parent.add_subcommand("to-x400", "Turn Internet addresses into O/R names");
+    const CLI::Option *tnef = add_flag(*app, "--tnef", "Take missing routing from the TNEF gateway");
+    const CLI::Option *cn = add_flag(*app, "--cn", "Write the surname as the common name (CN) too");
+    const CLI::Option *addresses = add_items(*app, "ADDRESS");
+    commands.push_back({app, [=](Session &session) {
+                            require_home({kInboundRules, kGatewayMap});
+                            ToX400 conversion{static_cast<unsigned char>(
+                                (is_set(tnef) ? kTnefGateway : 0) | (is_set(cn) ? kWriteCommonName : 0))};
+                            convert_items(session, items_of(addresses), conversion);
+                        }});
+}
+
+}  // namespace tool
