@@ -103,7 +103,8 @@ std::size_t find_at_depth_zero(std::string_view text, char target) {
 }
 
 std::size_t WildcardSteps::words_needed(std::string_view subject) {
-    const bool has_groups = subject.find_first_of("\"[") != std::string_view::npos;
+    const bool has_groups =
+        subject.find('"') != std::string_view::npos || subject.find('[') != std::string_view::npos;
     const std::size_t with_end = subject.size() + kEscapedPair;
     return has_groups ? 2 * with_end + subject.size() : 0;
 }
@@ -114,8 +115,9 @@ std::size_t WildcardSteps::words_needed(std::string_view subject) {
 // later places find, and the closer of an opener is the nearest one to its right that no opener between has
 // taken. An escaped "[" is an opener only for the scan that begins at it, so it looks at that closer and
 // takes nothing.
-WildcardSteps::WildcardSteps(std::string_view subject, std::uint32_t *words) : subject_(subject) {
-    if (words_needed(subject) == 0) {
+WildcardSteps::WildcardSteps(std::string_view subject, std::uint32_t *words, std::size_t word_count)
+    : subject_(subject) {
+    if (word_count == 0) {
         return;
     }
     const std::size_t size = subject.size();

@@ -26,8 +26,8 @@ class WildcardSteps {
     // How many words of working memory `subject` needs: none without quotes and brackets.
     [[nodiscard]] static std::size_t words_needed(std::string_view subject);
 
-    // `words` holds words_needed(subject) and must outlive this object, as the subject must.
-    WildcardSteps(std::string_view subject, std::uint32_t *words);
+    // `words` holds the `word_count` words needed for `subject`; both must outlive this object.
+    WildcardSteps(std::string_view subject, std::uint32_t *words, std::size_t word_count);
 
     // The place after `place`, which is before the end of the subject.
     [[nodiscard]] std::size_t next(std::size_t place) const {

@@ -70,14 +70,41 @@ LiteralEnd match_literals(std::string_view subject, std::string_view pattern, Pl
     return LiteralEnd::kPatternEnd;
 }
 
-// Counts the wildcards from `place` on; "$$" and the like are stepped over whole.
-std::size_t count_wildcards(std::string_view pattern, std::size_t place) {
-    std::size_t count = 0;
+// What a pattern holds from its first wildcard on.
+struct PatternShape {
+    std::size_t wildcards = 0;
+    std::size_t tail = 0;       // where the pattern goes on after its last wildcard
+    std::size_t tail_size = 0;  // the characters of the subject that the rest matches
+};
+
+PatternShape shape_of(std::string_view pattern, std::size_t place) {
+    PatternShape shape;
     while (place < pattern.size()) {
-        count += is_wildcard(pattern, place) ? 1 : 0;
+        ++shape.tail_size;
+        if (is_wildcard(pattern, place)) {
+            ++shape.wildcards;
+            shape.tail = place + kPatternItem;
+            shape.tail_size = 0;
+        }
         place += pattern[place] == '$' ? kPatternItem : 1;
     }
-    return count;
+    return shape;
+}
+
+// Whether what follows the first wildcard, and what follows the last one, can match in the subject from `at`
+// on: most rules of a file fail here already, before the search has made ready.
+bool ends_can_match(std::string_view subject, std::string_view pattern, const PatternShape &shape, Place at) {
+    const std::size_t after_first = at.pattern + kPatternItem;
+    const char next = after_first < pattern.size() ? pattern[after_first] : '$';
+    if (next != '$' && !text::kLetters.contains(next) &&
+        subject.find(next, at.subject) == std::string_view::npos) {
+        return false;
+    }
+    if (shape.tail_size > subject.size() - at.subject) {
+        return false;
+    }
+    Place tail{subject.size() - shape.tail_size, shape.tail};
+    return match_literals(subject, pattern, tail) == LiteralEnd::kPatternEnd;
 }
 
 // One bit for each place of the subject, its end included, that a wildcard has tried.
@@ -131,29 +158,17 @@ class WorkingWords {
 class Search {
   public:
     Search(std::string_view subject, std::string_view pattern, std::size_t wildcards)
-        : subject_(subject),
-          pattern_(pattern),
-          row_size_(subject.size() / kWordBits + 1),
-          words_(WildcardSteps::words_needed(subject) +
-                 std::uint64_t{wildcards} * (kWordsPerFrame + row_size_)),
-          steps_(subject, words_.take(WildcardSteps::words_needed(subject))),
-          rest_(words_.take(wildcards)),
-          start_(words_.take(wildcards)),
-          place_(words_.take(wildcards)),
-          next_(words_.take(wildcards)),
-          tried_(words_.take(wildcards * row_size_), row_size_) {}
+        : Search(subject, pattern, wildcards, WildcardSteps::words_needed(subject)) {}
 
     // Whether the pattern matches from its first wildcard on, which stands `at`.
     [[nodiscard]] bool run(Place at) {
         enter(at);
         while (depth_ > 0) {
             const std::size_t top = depth_ - 1;
-            if (next_[top] == kNoPlace || tried_.test_and_mark(top, next_[top])) {
+            if (!find_candidate(top)) {
                 --depth_;  // from here on, every place that is left has failed before
                 continue;
             }
-            place_[top] = next_[top];
-            next_[top] = place_after(place_[top]);
             at = {place_[top], rest_[top]};
             switch (match_literals(subject_, pattern_, at)) {
                 case LiteralEnd::kMismatch:
@@ -182,8 +197,44 @@ class Search {
   private:
     static constexpr std::uint32_t kNoPlace = static_cast<std::uint32_t>(-1);
 
+    Search(std::string_view subject, std::string_view pattern, std::size_t wildcards, std::size_t step_words)
+        : subject_(subject),
+          pattern_(pattern),
+          row_size_(subject.size() / kWordBits + 1),
+          words_(step_words + std::uint64_t{wildcards} * (kWordsPerFrame + row_size_)),
+          steps_(subject, words_.take(step_words), step_words),
+          rest_(words_.take(wildcards)),
+          start_(words_.take(wildcards)),
+          place_(words_.take(wildcards)),
+          next_(words_.take(wildcards)),
+          tried_(words_.take(wildcards * row_size_), row_size_) {}
+
     [[nodiscard]] std::uint32_t place_after(std::uint32_t place) const {
         return place < subject_.size() ? static_cast<std::uint32_t>(steps_.next(place)) : kNoPlace;
+    }
+
+    // Moves a wildcard to its next place that was not tried yet and where the pattern may go on; returns
+    // false when there is none. Most places differ from the very next character of the pattern, and are
+    // passed over here; a wildcard that ends the pattern takes all the rest, which every walk over the
+    // subject reaches.
+    bool find_candidate(std::size_t wildcard) {
+        std::uint32_t place = next_[wildcard];
+        if (rest_[wildcard] == pattern_.size()) {
+            place_[wildcard] = static_cast<std::uint32_t>(subject_.size());
+            next_[wildcard] = kNoPlace;
+            return place != kNoPlace;
+        }
+        const char wanted = text::to_upper(pattern_[rest_[wildcard]]);
+        while (place != kNoPlace && !tried_.test_and_mark(wildcard, place)) {
+            const std::uint32_t after = place_after(place);
+            if (wanted == '$' || (after != kNoPlace && text::to_upper(subject_[place]) == wanted)) {
+                place_[wildcard] = place;
+                next_[wildcard] = after;
+                return true;
+            }
+            place = after;
+        }
+        return false;
     }
 
     void enter(Place at) {
@@ -224,7 +275,11 @@ bool match_rule_pattern(std::string_view subject, std::string_view pattern, cons
         case LiteralEnd::kWildcard:
             break;
     }
-    Search search{subject, pattern, count_wildcards(pattern, at.pattern)};
+    const PatternShape shape = shape_of(pattern, at.pattern);
+    if (!ends_can_match(subject, pattern, shape, at)) {
+        return false;
+    }
+    Search search{subject, pattern, shape.wildcards};
     if (!search.run(at)) {
         return false;
     }

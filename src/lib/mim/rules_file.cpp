@@ -65,18 +65,16 @@ void build_result(std::string_view form, const CaptureStarts &starts, const Capt
     }
 }
 
-std::string_view next_token(std::string_view &line) {
-    std::size_t begin = 0;
-    while (begin < line.size() && kTokenDelimiters.contains(line[begin])) {
-        ++begin;
+// Takes the next token from the front of [place, end).
+std::string_view next_token(const char *&place, const char *end) {
+    while (place != end && kTokenDelimiters.contains(*place)) {
+        ++place;
     }
-    std::size_t end = begin;
-    while (end < line.size() && !kTokenDelimiters.contains(line[end])) {
-        ++end;
+    const char *const begin = place;
+    while (place != end && !kTokenDelimiters.contains(*place)) {
+        ++place;
     }
-    const std::string_view token = line.substr(begin, end - begin);
-    line.remove_prefix(end);
-    return token;
+    return {begin, static_cast<std::size_t>(place - begin)};
 }
 
 // A rule of a rules file, as zero-terminated texts inside its line.
@@ -87,10 +85,10 @@ struct Rule {
 
 // Cuts `line` (in-out) apart into a rule; returns false when it holds none.
 bool read_rule(char *line, Rule &rule) {
-    std::string_view rest{line};
-    rest = rest.substr(0, rest.find('#'));
-    const std::string_view pattern = next_token(rest);
-    const std::string_view replacement = next_token(rest);
+    const char *place = line;
+    const char *end = line + std::strcspn(line, "#");
+    const std::string_view pattern = next_token(place, end);
+    const std::string_view replacement = next_token(place, end);
     if (replacement.empty()) {
         return false;
     }
