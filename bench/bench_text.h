@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-// Addresses as they stand in headers, in the mix of everyday mail: bare, phrase and angle, quoted local part, comment,
-// route.
+// Addresses as they stand in headers, in the mix of everyday mail: bare, phrase and angle, quoted local part,
+// comment, route.
 inline std::vector<std::string> mixed_addresses() {
     constexpr std::array<const char *, 10> kForms{
         "jdoe@example.org",

@@ -43,7 +43,8 @@ void parse_address(benchmark::State &state) {
     std::array<std::array<char, MIM_ADDRESS_SIZE>, 5> out{};
     for (auto _ : state) {
         for (const std::string &text : texts) {
-            mim_parse_address(text.c_str(), out[0].data(), out[1].data(), out[2].data(), out[3].data(), out[4].data());
+            mim_parse_address(text.c_str(), out[0].data(), out[1].data(), out[2].data(), out[3].data(),
+                              out[4].data());
             benchmark::ClobberMemory();
         }
     }
