@@ -2,6 +2,7 @@
 #   tests/*.cpp        mim-tests, one GoogleTest program
 #   tests/alone/*.cpp  a GoogleTest program each: they replace services, or need a process of their own
 #   tests/c/*.c        a C program each, good when it exits 0
+#   tests/tool/        golden cases of the mim command
 #   tests/consumer/    a program outside the project that uses an installed copy
 include(CTest)
 include(GoogleTest)
@@ -74,6 +75,9 @@ foreach(source IN LISTS c_sources)
   add_test(NAME ${preset}.c.${name} COMMAND mim-c-${name})
   set_tests_properties(${preset}.c.${name} PROPERTIES TIMEOUT ${test_timeout} LABELS ${preset})
 endforeach()
+
+add_test(NAME ${preset}.tool-golden COMMAND ${PROJECT_SOURCE_DIR}/tests/tool/run $<TARGET_FILE:mim-tool>)
+set_tests_properties(${preset}.tool-golden PROPERTIES TIMEOUT ${test_timeout} LABELS ${preset})
 
 if(MIM_STAGED_INSTALL)
   add_test(NAME ${preset}.staged-install

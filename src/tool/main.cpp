@@ -16,7 +16,7 @@ constexpr int kTraceEveryClass = 10;  // the level at which the library announce
 
 void add_global_options(CLI::App &app, Session &session) {
     app.add_option("--home", session.home, "The server's home (else $KV_HOME, else /var/lib/mim)")
-        ->option_text("DIR")
+        ->type_name("DIR")
         ->check([](const std::string &directory) {
             return directory.empty() ? std::string{"names no directory"} : std::string{};
         });
