@@ -9,8 +9,10 @@
 
 namespace tool {
 
-// What a column of a row escapes. Bytes above 127 are no part of it: they are written as they are.
-inline constexpr text::CharSet kColumnSpecials = text::kControls | text::CharSet{"\\"};
+// What a column of a row escapes: what would break the row. The backslash is no part of it, so that an O/R
+// name can be copied from a row as it stands (its text form holds no control character), nor are bytes above
+// 127.
+inline constexpr text::CharSet kColumnSpecials = text::kControls;
 
 // Appends `text` to `out`; each member of `specials` becomes \t, \n, \xHH (the other controls) or itself
 // after a backslash.

@@ -14,8 +14,8 @@ namespace {
 constexpr std::size_t kPartSize = 1024;  // what the parser asks of each buffer
 constexpr std::size_t kLongestAddress = kPartSize - 1;
 
-// Parts stand between quotes in their column, so a quote is escaped too.
-constexpr text::CharSet kQuotedSpecials = kColumnSpecials | text::CharSet{"\""};
+// Parts stand between quotes in their column, so a quote is escaped too, and the backslash with it.
+constexpr text::CharSet kQuotedSpecials = kColumnSpecials | text::CharSet{"\"\\"};
 
 enum Part { kPhrase, kAddress, kRoute, kLocalPart, kDomain, kPartCount };
 constexpr std::array<const char *, kPartCount> kPartNames = {"phrase", "address", "route", "local", "domain"};
