@@ -146,14 +146,14 @@ TEST(Convert, GrowsItsOutput) {
 
 TEST(Convert, RefusesWhatItDoesNotKnow) {
     const struct {
-        int mode;
         const char *source;
         const char *target;
+        int mode;
         int number;
     } rows[] = {
-        {12, "UTF8", "IA5", 912},          {CVC_TEXT, "NOPE", "IA5", 811},
-        {CVC_TEXT, "UTF8", "", 811},       {CVC_TEXT, "UTF8", "IA5//TRANSLIT", 811},
-        {CVC_TEXT, "UTF-16", "UTF8", 811}, {CVC_TEXT, "ISO8859_12", "UTF8", 811},
+        {"UTF8", "IA5", 12, 912},          {"NOPE", "IA5", CVC_TEXT, 811},
+        {"UTF8", "", CVC_TEXT, 811},       {"UTF8", "IA5//TRANSLIT", CVC_TEXT, 811},
+        {"UTF-16", "UTF8", CVC_TEXT, 811}, {"ISO8859_12", "UTF8", CVC_TEXT, 811},
     };
     for (const auto &row : rows) {
         char junk = 'x';

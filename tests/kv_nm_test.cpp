@@ -32,7 +32,7 @@ std::string orn(std::string text) {
 // An O/R name in a heap buffer of exactly the documented size.
 struct Name {
     std::unique_ptr<char[]> text{new char[NM_ORN_SIZE]};
-    nm_index index;
+    nm_index index{};
     bool is_valid = true;
 
     Name() { nm_InitORN(text.get(), &index); }
@@ -41,9 +41,8 @@ struct Name {
         text[from.size()] = '\0';
         nm_ParseORN(text.get(), &index, nullptr);
     }
-    Name(const std::string &text_form, nm_text_error *error) {
-        is_valid = nm_ParseText(text_form.c_str(), text.get(), &index, error) != 0;
-    }
+    Name(const std::string &text_form, nm_text_error *error)
+        : is_valid(nm_ParseText(text_form.c_str(), text.get(), &index, error) != 0) {}
     void put(int field, const std::string &value) {
         nm_PutFieldMem(text.get(), &index, field, value.data(), static_cast<int>(value.size()));
     }
@@ -316,7 +315,7 @@ TEST(NmText, ReadsAndWrites) {
          "/OU3=low/OU2=mid/OU1=high/C=us/"},
         {"/OU=4/OU=3/OU=2/OU=1/", {{4, "1"}, {5, "2"}, {6, "3"}, {7, "4"}}, "/OU4=4/OU3=3/OU2=2/OU1=1/"},
         {"/ou4=4/ou2=2/T61.OU=u/", {{5, "2"}, {7, "4"}, {68, "u"}}, "/OU4=4/OU2=2/T61.OU1=u/"},
-        {"/S=a=b\\/c\\\\\\=\\x09\\x7f/", {{0, "a=b/c\\=\t\x7F"}}, "/S=a\\=b\\/c\\\\\\=\\x09\\x7F/"},
+        {R"(/S=a=b\/c\\\=\x09\x7f/)", {{0, "a=b/c\\=\t\x7F"}}, R"(/S=a\=b\/c\\\=\x09\x7F/)"},
         {"/CN=Müller/T61.CN=M\xC8uller/", {{32, "Müller"}, {96, "M\xC8uller"}}, ""},
         {"/DD.=/DD.A\\=B\\/=x/DD.=y/DD.Z=/T61.DD.=/T61.DD.A=x/",
          {{17, "A=B/"}, {18, "x"}, {20, "y"}, {21, "Z"}, {81, "A"}, {82, "x"}},

@@ -107,17 +107,18 @@ int next_field(int field, char separator) {
 
 // The shortest way from one field to a later one: first the blocks, then the single steps.
 struct Separators {
-    std::size_t blocks = 0;
-    std::size_t steps = 0;
+    std::size_t blocks;
+    std::size_t steps;
 
-    Separators(int from, int to) {
+    static Separators between(int from, int to) {
+        std::size_t blocks = 0;
         for (const int block : {kSecondBlock, kThirdBlock}) {
             if (from < block && to >= block) {
                 ++blocks;
                 from = block;
             }
         }
-        steps = static_cast<std::size_t>(to - from);
+        return {blocks, static_cast<std::size_t>(to - from)};
     }
 
     [[nodiscard]] std::size_t count() const { return blocks + steps; }
@@ -195,8 +196,8 @@ bool kv::try_put_field(char *orn, nm_index &index, int field, std::string_view b
     const int gap_first = std::max(before, 0);
     const int text_field = bytes.empty() ? gap_first : field;
     const int gap_last = after != kNoField ? after : has_rest ? end_field : text_field;
-    const Separators leading{gap_first, text_field};
-    const Separators trailing{text_field, gap_last};
+    const Separators leading = Separators::between(gap_first, text_field);
+    const Separators trailing = Separators::between(text_field, gap_last);
 
     const std::size_t text_start = gap_begin + leading.count();
     const std::size_t new_gap_end = text_start + bytes.size() + trailing.count();

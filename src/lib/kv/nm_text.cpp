@@ -179,7 +179,7 @@ class TextWriter {
     }
 
     const char *orn_;
-    nm_index index_;
+    nm_index index_{};
     text::Writer out_;
     bool wrote_any_ = false;
 };
