@@ -100,6 +100,12 @@ TEST(ParseAddress, ReadsTheFirst1023Characters) {
     }
 }
 
+std::string trimmed(std::string text, void (*trim)(char *)) {
+    trim(text.data());
+    text.resize(std::strlen(text.c_str()));
+    return text;
+}
+
 // The parser as its rules are told, a character at a time: what the run-by-run parser must agree with.
 Parts parse_slowly(const std::string &text) {
     bool angle = false;
@@ -142,10 +148,8 @@ Parts parse_slowly(const std::string &text) {
             to += c;
         }
     }
-    mim_trim_space(parts.address.data());
-    parts.address = parts.address.c_str();
-    mim_trim_spacequotes(parts.phrase.data());
-    parts.phrase = parts.phrase.c_str();
+    parts.address = trimmed(parts.address, mim_trim_space);
+    parts.phrase = trimmed(parts.phrase, mim_trim_spacequotes);
     std::string mailbox = parts.address;
     if (const auto colon = mailbox.rfind(':'); mailbox.starts_with('@') && colon != std::string::npos) {
         parts.route = mailbox.substr(0, colon);
@@ -162,8 +166,7 @@ Parts parse_slowly(const std::string &text) {
             mailbox.resize(i);
         }
     }
-    mim_trim_spacequotes(mailbox.data());
-    parts.local_part = mailbox.c_str();
+    parts.local_part = trimmed(mailbox, mim_trim_spacequotes);
     return parts;
 }
 
@@ -197,14 +200,9 @@ TEST(Trimmers, TrimInPlace) {
         {"\xA0x\xA0", "\xA0x\xA0", "\xA0x\xA0", "\xA0x\xA0"},
     };
     for (const auto &row : rows) {
-        const auto trimmed = [&row](void (*trim)(char *)) {
-            std::vector<char> text(row.input, row.input + std::strlen(row.input) + 1);
-            trim(text.data());
-            return std::string{text.data()};
-        };
-        EXPECT_EQ(trimmed(mim_trim_space), row.space) << row.input;
-        EXPECT_EQ(trimmed(mim_trim_spacequotes), row.spacequotes) << row.input;
-        EXPECT_EQ(trimmed(mim_trim_trailing_space), row.trailing) << row.input;
+        EXPECT_EQ(trimmed(row.input, mim_trim_space), row.space) << row.input;
+        EXPECT_EQ(trimmed(row.input, mim_trim_spacequotes), row.spacequotes) << row.input;
+        EXPECT_EQ(trimmed(row.input, mim_trim_trailing_space), row.trailing) << row.input;
     }
 }
 

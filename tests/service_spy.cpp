@@ -184,20 +184,33 @@ int cvc_ConvertString(int mode, int flags, const char *text, int32_t length, con
                 converted_length, set, number, extra);
 }
 
-// Both end their texts with a null pointer; what is logged here has three at most.
+// The texts of a log call, which end with a null pointer; the calls of this project have four at most.
+using Texts = std::array<const char *, 5>;
+
+static Texts take_texts(va_list list) {
+    Texts texts{};
+    for (std::size_t i = 0; i + 1 < texts.size() && (texts[i] = va_arg(list, const char *)) != nullptr; ++i) {
+    }
+    return texts;
+}
+
 void er_LogMsg(int severity, int set, int number, ...) {
-    std::array<const char *, 3> texts{};
     va_list list;
     va_start(list, number);
-    for (std::size_t i = 0; i < texts.size() && (texts[i] = va_arg(list, const char *)) != nullptr; ++i) {
-    }
+    const Texts texts = take_texts(list);
     va_end(list);
     count_call(__func__);
-    real<decltype(er_LogMsg)>(__func__)(severity, set, number, texts[0], texts[1], texts[2], nullptr);
+    real<decltype(er_LogMsg)>(__func__)(severity, set, number, texts[0], texts[1], texts[2], texts[3],
+                                        texts[4]);
 }
+
 void er_LogInfo(int level, const char *text, ...) {
+    va_list list;
+    va_start(list, text);
+    const Texts texts = take_texts(list);
+    va_end(list);
     count_call(__func__);
-    real<decltype(er_LogInfo)>(__func__)(level, text, nullptr);
+    real<decltype(er_LogInfo)>(__func__)(level, text, texts[0], texts[1], texts[2], texts[3], texts[4]);
 }
 
 er_environment *er_SetCurrEnv(er_environment *environment) {

@@ -116,10 +116,11 @@ bool is_angle_form(PaddedView text, std::size_t place) {
 // longer than the input.
 class JoinedRuns {
   public:
-    JoinedRuns() {
-    }  // NOLINT(*-member-init,*-use-equals-default): the buffer has no value until a run is copied
+    // The buffer has no value until a run is copied into it: most texts never need it.
+    JoinedRuns() {}  // NOLINT(*-member-init,*-use-equals-default)
     JoinedRuns(const JoinedRuns &) = delete;
     JoinedRuns &operator=(const JoinedRuns &) = delete;
+    ~JoinedRuns() = default;
 
     void append(PaddedView run) {
         if (view_.empty()) {
