@@ -134,6 +134,10 @@ typedef struct er_trace_event {
 // is valid during the call only. The sink must not raise.
 KV_EXPORT void er_SetTraceSink(void (*sink)(void *context, const er_trace_event *event), void *context);
 
+// Tells `watcher(context, failure)` of each failure that is raised, also of those that a handler swallows;
+// null ends that. Unlike a trace sink it costs nothing as long as nothing fails. The watcher must not raise.
+KV_EXPORT void er_WatchFailures(void (*watcher)(void *context, const er_identity *failure), void *context);
+
 // ---- Log ----
 
 // Writes catalogue message (set, number) to the server log. The arguments are zero-terminated texts for the

@@ -27,12 +27,13 @@ void add_global_options(CLI::App &app, Session &session) {
     app.set_help_flag("--help", "Write this help and exit");
 }
 
-void apply_global_options(const Session &session) {
+void apply_global_options(Session &session) {
     if (!session.home.empty()) {
         use_home(unguard(session.home));
     }
     if (session.trace) {
         er_SubSystemLoggingLevel = kTraceEveryClass;
+        session.show_calls();
     }
 }
 

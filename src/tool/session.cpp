@@ -27,15 +27,22 @@ Session::Session() : rows(STDOUT_FILENO), diagnostics_(STDERR_FILENO) {
     er_SetLogSink([](void *session, int severity,
                      const char *line) { static_cast<Session *>(session)->log(severity, line); },
                   this);
-    // Without --trace too: this is how failures are seen that the library gets over in silence.
-    er_SetTraceSink([](void *session,
-                       const er_trace_event *event) { static_cast<Session *>(session)->trace_event(*event); },
-                    this);
+    // This is how failures are seen that the library gets over in silence.
+    er_WatchFailures([](void *session,
+                        const er_identity *failure) { static_cast<Session *>(session)->raised_ = *failure; },
+                     this);
 }
 
 Session::~Session() {
     er_SetLogSink(nullptr, nullptr);
+    er_WatchFailures(nullptr, nullptr);
     er_SetTraceSink(nullptr, nullptr);
+}
+
+void Session::show_calls() {
+    er_SetTraceSink([](void *session,
+                       const er_trace_event *event) { static_cast<Session *>(session)->trace_event(*event); },
+                    this);
 }
 
 void Session::report(std::string_view kind, std::string_view text) {
@@ -58,13 +65,8 @@ void Session::log(int severity, const char *line) {
 }
 
 void Session::trace_event(const er_trace_event &event) {
-    if (event.kind == er_trace_event::ER_TRACE_RAISED) {
-        raised_ = event.failure;
-    }
-    if (trace) {
-        call_tree_.append(event, diagnostics_.buffer());
-        write_diagnostic();
-    }
+    call_tree_.append(event, diagnostics_.buffer());
+    write_diagnostic();
 }
 
 // Rows first: where both streams end in one terminal or file, each line stands where it belongs.

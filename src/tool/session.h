@@ -46,6 +46,9 @@ class Session {
     // The rows, for standard output.
     Output rows;
 
+    // Shows each call of the library on standard error from now on.
+    void show_calls();
+
     // Writes the line "mim: KIND: TEXT" on standard error, after the rows so far.
     void report(std::string_view kind, std::string_view text);
 

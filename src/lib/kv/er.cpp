@@ -40,6 +40,8 @@ thread_local ThreadState thread_state;
 struct Sinks {
     void (*trace)(void *, const er_trace_event *) = nullptr;
     void *trace_context = nullptr;
+    void (*watcher)(void *, const er_identity *) = nullptr;
+    void *watcher_context = nullptr;
     void (*log)(void *, int, const char *) = nullptr;
     void *log_context = nullptr;
     int info_level = 0;
@@ -119,6 +121,9 @@ std::terminate_handler next_terminate_handler = nullptr;
 [[noreturn]] void raise_failure(const er_identity &identity, bool persistent) {
     thread_state.pending = {identity, 1, persistent ? 1 : 0};
     trace_failure(er_trace_event::ER_TRACE_RAISED, 0, identity);
+    if (sinks.watcher != nullptr) {
+        sinks.watcher(sinks.watcher_context, &identity);
+    }
     raise_pending(thread_state.environment, kJumpValue);
 }
 
@@ -290,6 +295,11 @@ void er_RealLogProc(int trace_class, const char *function, int entry) {
 void er_SetTraceSink(void (*sink)(void *context, const er_trace_event *event), void *context) {
     sinks.trace = sink;
     sinks.trace_context = context;
+}
+
+void er_WatchFailures(void (*watcher)(void *context, const er_identity *failure), void *context) {
+    sinks.watcher = watcher;
+    sinks.watcher_context = context;
 }
 
 void er_LogMsg(int severity, int set, int number, ...) {
