@@ -64,6 +64,7 @@ constexpr std::string_view kUnitKeyword = "OU";
 constexpr std::string_view kUnitNumbers = "1234";
 constexpr std::string_view kInternetKeyword = "IA";
 constexpr text::CharSet kMarks{"/=\\"};
+constexpr text::CharSet kEscaped = kMarks | text::kControls;
 constexpr text::CharSet kSeparators{std::string_view{"\0\x17\x1D", 3}};
 constexpr int kNoField = -1;
 constexpr std::size_t kUnitCount = NM_OU4 - NM_OU1 + 1;
@@ -101,9 +102,11 @@ class TextWriter {
     std::size_t write() {
         write_form(Form::kPlain);
         write_attribute({}, kInternetKeyword, {}, NM_INTERNET_ADDRESS);
-        write_form(Form::kT61);
+        if (has_t61_forms()) {
+            write_form(Form::kT61);
+        }
         for (int field = 0; field < NM_FIELD_COUNT; ++field) {
-            if (!kv::has_keyword(field)) {
+            if (!value_of(field).empty() && !kv::has_keyword(field)) {
                 std::array<char, 3> digits{};
                 const char *end = std::to_chars(digits.data(), digits.data() + digits.size(), field).ptr;
                 write_attribute({}, kFieldPrefix,
@@ -118,6 +121,12 @@ class TextWriter {
 
   private:
     [[nodiscard]] std::string_view value_of(int field) const { return kv::field_text(orn_, index_, field); }
+
+    [[nodiscard]] bool has_t61_forms() const {
+        std::array<std::uint32_t, NM_MAP_WORDS> maps{};
+        nm_GetFieldMaps(&index_, maps.data());
+        return (maps[NM_T61 / 32] | maps[(NM_T61 + NM_COMMON_NAME) / 32]) != 0;
+    }
 
     void write_form(Form form) {
         const std::string_view prefix = form == Form::kT61 ? kT61Prefix : std::string_view{};
@@ -167,15 +176,19 @@ class TextWriter {
     }
 
     void write_escaped(std::string_view value) {
-        for (const char c : value) {
-            if (text::append_if_control(out_, c)) {
+        std::size_t plain = 0;  // where the run of characters begins that stand for themselves
+        for (std::size_t place = 0; place < value.size(); ++place) {
+            if (!kEscaped.contains(value[place])) {
                 continue;
             }
-            if (kMarks.contains(c)) {
+            out_.append(value.substr(plain, place - plain));
+            if (!text::append_if_control(out_, value[place])) {
                 out_.append('\\');
+                out_.append(value[place]);
             }
-            out_.append(c);
+            plain = place + 1;
         }
+        out_.append(value.substr(plain));
     }
 
     const char *orn_;

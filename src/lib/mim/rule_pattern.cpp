@@ -81,12 +81,16 @@ PatternShape shape_of(std::string_view pattern, std::size_t place) {
     PatternShape shape;
     while (place < pattern.size()) {
         ++shape.tail_size;
+        if (pattern[place] != '$') {
+            ++place;
+            continue;
+        }
         if (is_wildcard(pattern, place)) {
             ++shape.wildcards;
             shape.tail = place + kPatternItem;
             shape.tail_size = 0;
         }
-        place += pattern[place] == '$' ? kPatternItem : 1;
+        place += kPatternItem;
     }
     return shape;
 }
@@ -142,6 +146,7 @@ class WorkingWords {
     }
     WorkingWords(const WorkingWords &) = delete;
     WorkingWords &operator=(const WorkingWords &) = delete;
+    ~WorkingWords() = default;
 
     // The next `count` of the words, without a value.
     [[nodiscard]] std::uint32_t *take(std::size_t count) { return std::exchange(next_, next_ + count); }

@@ -65,16 +65,19 @@ void build_result(std::string_view form, const CaptureStarts &starts, const Capt
     }
 }
 
-// Takes the next token from the front of [place, end).
-std::string_view next_token(const char *&place, const char *end) {
-    while (place != end && kTokenDelimiters.contains(*place)) {
+// Takes the next token of a terminated line from `place` on, and terminates it; empty at the end of the line.
+char *next_token(char *&place) {
+    while (kTokenDelimiters.contains(*place)) {
         ++place;
     }
-    const char *const begin = place;
-    while (place != end && !kTokenDelimiters.contains(*place)) {
+    char *const token = place;
+    while (*place != '\0' && !kTokenDelimiters.contains(*place)) {
         ++place;
     }
-    return {begin, static_cast<std::size_t>(place - begin)};
+    if (*place != '\0') {
+        *place++ = '\0';
+    }
+    return token;
 }
 
 // A rule of a rules file, as zero-terminated texts inside its line.
@@ -85,31 +88,21 @@ struct Rule {
 
 // Cuts `line` (in-out) apart into a rule; returns false when it holds none.
 bool read_rule(char *line, Rule &rule) {
-    const char *place = line;
-    const char *end = line + std::strcspn(line, "#");
-    const std::string_view pattern = next_token(place, end);
-    const std::string_view replacement = next_token(place, end);
-    if (replacement.empty()) {
-        return false;
-    }
-    const auto terminate = [line](std::string_view token) {
-        line[token.data() + token.size() - line] = '\0';
-    };
-    terminate(pattern);
-    terminate(replacement);
-    rule = {pattern.data(), replacement.data()};
-    return true;
+    line[std::strcspn(line, "#")] = '\0';
+    rule.pattern = next_token(line);
+    rule.replacement = next_token(line);
+    return *rule.replacement != '\0';
 }
 
 void process_rule(char *subject, const char *pattern, const char *replacement, int *stop) {
     *stop = 0;
-    const auto [mode, form] = read_replacement(replacement);
     for (int application = 0; application < MIM_MAX_APPLICATIONS; ++application) {
         CaptureStarts starts{};
         CaptureLengths lengths{};
         if (mim_MatchRulePattern(subject, pattern, starts.data(), lengths.data(), 0) == 0) {
             return;
         }
+        const auto [mode, form] = read_replacement(replacement);
         if (mode == Mode::kOnceAndStop) {
             *stop = 1;
         }
