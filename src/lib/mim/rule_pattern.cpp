@@ -95,16 +95,19 @@ PatternShape shape_of(std::string_view pattern, std::size_t place) {
     return shape;
 }
 
-// Whether what follows the first wildcard, and what follows the last one, can match in the subject from `at`
-// on: most rules of a file fail here already, before the search has made ready.
-bool ends_can_match(std::string_view subject, std::string_view pattern, const PatternShape &shape, Place at) {
-    const std::size_t after_first = at.pattern + kPatternItem;
-    const char next = after_first < pattern.size() ? pattern[after_first] : '$';
-    if (next != '$' && !text::kLetters.contains(next) &&
-        subject.find(next, at.subject) == std::string_view::npos) {
-        return false;
-    }
-    if (shape.tail_size > subject.size() - at.subject) {
+// Whether the character that must follow the first wildcard, which stands `at`, is there at all. A letter may
+// be in either case, and is left to the search.
+bool has_next_literal(std::string_view subject, std::string_view pattern, Place at) {
+    const std::size_t after_wildcard = at.pattern + kPatternItem;
+    const char next = after_wildcard < pattern.size() ? pattern[after_wildcard] : '$';
+    return next == '$' || text::kLetters.contains(next) ||
+           subject.find(next, at.subject) != std::string_view::npos;
+}
+
+// Whether the end of the subject, from `place` on, can match what follows the last wildcard.
+bool tail_matches(std::string_view subject, std::string_view pattern, const PatternShape &shape,
+                  std::size_t place) {
+    if (shape.tail_size > subject.size() - place) {
         return false;
     }
     Place tail{subject.size() - shape.tail_size, shape.tail};
@@ -280,8 +283,12 @@ bool match_rule_pattern(std::string_view subject, std::string_view pattern, cons
         case LiteralEnd::kWildcard:
             break;
     }
+    // Most rules of a file fail here already, before the search has made ready.
+    if (!has_next_literal(subject, pattern, at)) {
+        return false;
+    }
     const PatternShape shape = shape_of(pattern, at.pattern);
-    if (!ends_can_match(subject, pattern, shape, at)) {
+    if (!tail_matches(subject, pattern, shape, at.subject)) {
         return false;
     }
     Search search{subject, pattern, shape.wildcards};
