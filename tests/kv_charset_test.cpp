@@ -105,6 +105,18 @@ TEST(Convert, KeepsAsciiBetweenAllSets) {
     }
 }
 
+// A loss opens a second converter, which takes the place of one that is not in use.
+TEST(Convert, GoesOnBehindALossWhateverElseIsKept) {
+    for (std::size_t others = 1; others < 25; ++others) {
+        const char *source = kSets[others + 2];
+        EXPECT_EQ(convert("a", source, "IA5").text, "a");
+        for (std::size_t i = 0; i < others; ++i) {
+            EXPECT_EQ(convert("b", kSets[i], kSets[2 + (i + others) % 27]).text, "b");
+        }
+        EXPECT_EQ(convert("a\xE1z", source, "IA5").text, "a?z") << source;
+    }
+}
+
 TEST(Convert, ComesBackFromUnicode) {
     for (const char *set : kSets) {
         int exact = 0;

@@ -225,7 +225,7 @@ bool kv::try_put_field(char *orn, nm_index &index, int field, std::string_view b
         index.start[later] = static_cast<std::uint16_t>(index.start[later] + shift);
     }
     index.end = static_cast<std::uint16_t>(index.end + shift);
-    index.end_field = static_cast<std::uint16_t>(after == kNoField && !has_rest ? text_field : end_field);
+    index.end_field = static_cast<std::uint16_t>(end_field);
     if (bytes.empty()) {
         index.present[map_word(field)] &= ~map_bit(field);
     } else {
@@ -252,8 +252,7 @@ int nm_ParseORN(const char *orn, nm_index *index, uint32_t *presence) {
         const std::size_t start = end;
         end = find_separator(orn, start, limit);
         if (end == limit && length > kMaxNameLength) {
-            end = start;  // rather no field than the half of one
-            break;
+            break;  // rather no field than the half of one
         }
         if (end > start) {
             set_field(*index, field, start, end - start);
