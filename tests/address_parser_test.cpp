@@ -29,8 +29,7 @@ Parts parse(const std::string &text) {
     std::array<std::vector<char>, 5> out;
     out.fill(std::vector<char>(MIM_ADDRESS_SIZE, '#'));
     const std::vector<char> input(text.c_str(), text.c_str() + text.size() + 1);
-    mim_parse_address(input.data(), out[0].data(), out[1].data(), out[2].data(), out[3].data(),
-                      out[4].data());
+    mim_parse_address(input.data(), out[0].data(), out[1].data(), out[2].data(), out[3].data(), out[4].data());
     return {out[0].data(), out[1].data(), out[2].data(), out[3].data(), out[4].data()};
 }
 
@@ -91,10 +90,7 @@ TEST(ParseAddress, AcceptsMissingOutputs) {
 TEST(ParseAddress, ReadsTheFirst1023Characters) {
     for (const std::size_t size : {1022U, 1023U, 1024U, 5000U}) {
         const std::string local(size - 4, 'a');
-        EXPECT_EQ(parse(local + "@b.c").domain, size <= MIM_MAX_ADDRESS ? "b.c"
-                                                : size == 1024          ? "b."
-                                                                        : "")
-            << size;
+        EXPECT_EQ(parse(local + "@b.c").domain, size <= MIM_MAX_ADDRESS ? "b.c" : size == 1024 ? "b." : "") << size;
         const std::string all(size, '(');
         EXPECT_EQ(parse(all).phrase.size(), std::min<std::size_t>(size, MIM_MAX_ADDRESS) - 1) << size;
     }

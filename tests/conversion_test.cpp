@@ -42,26 +42,11 @@ TEST(ArpaToORN, FindsTheDomain) {
     const struct {
         const char *address, *country;
     } rows[] = {
-        {"user@host", "hh"},
-        {"host!user", "hh"},
-        {"a!b!user", "bb"},
-        {"user%relay@gw", "rr"},
-        {"a!u%relay@gw", "rr"},
-        {"a!host!u@gw", "hh"},
-        {"user", "none"},
-        {"@r1,@r2:user@host", "hh"},
-        {"@host", "none"},
-        {"\"a@b\"@host", "miss"},
-        {"x <u@host>", "none"},
-        {" \"u\"\\@host ", "hh"},
-        {"u@unknown", "miss"},
-        {"(a@b)u@host", "hh"},
-        {"!u@host", "hh"},
-        {"%u@host", "hh"},
-        {"@r:u%relay@host", "rr"},
-        {"u@a@host", "miss"},
-        {"", "none"},
-        {"u@HOST\t", "hh"},
+        {"user@host", "hh"},       {"host!user", "hh"},      {"a!b!user", "bb"},     {"user%relay@gw", "rr"},
+        {"a!u%relay@gw", "rr"},    {"a!host!u@gw", "hh"},    {"user", "none"},       {"@r1,@r2:user@host", "hh"},
+        {"@host", "none"},         {"\"a@b\"@host", "miss"}, {"x <u@host>", "none"}, {" \"u\"\\@host ", "hh"},
+        {"u@unknown", "miss"},     {"(a@b)u@host", "hh"},    {"!u@host", "hh"},      {"%u@host", "hh"},
+        {"@r:u%relay@host", "rr"}, {"u@a@host", "miss"},     {"", "none"},           {"u@HOST\t", "hh"},
     };
     for (const auto &row : rows) {
         const Name name = convert(row.address);
@@ -109,8 +94,7 @@ TEST(ArpaToORN, WithoutRulesTakesTheMessage) {
     home.write("unixin.rules", "");
     EXPECT_EQ(convert("jdoe@x").field(NM_SURNAME), "jdoe.x") << "an empty file is no missing file";
     const std::string line(254, '#');
-    home.write("unixin.rules",
-               "jdoe@x a" + line + "\na b#" + line + "\n$* $1c" + std::string(300, 'd') + "\n");
+    home.write("unixin.rules", "jdoe@x a" + line + "\na b#" + line + "\n$* $1c" + std::string(300, 'd') + "\n");
     EXPECT_EQ(convert("jdoe@x").field(NM_SURNAME).substr(0, 3), "bcd") << "a long line is read as several";
 }
 
@@ -127,8 +111,7 @@ TEST(ArpaToORN, TakesTheRoutingOfTheDefaultNode) {
 
     nm_PutFieldStr(name.orn.data(), &name.index, NM_PRMD, "old");
     mim_SetOrgUAddress(name.orn.data(), &name.index, 3);
-    EXPECT_EQ(name.field(NM_OU1) + name.field(NM_PRMD), "mime")
-        << "type 1 for a type without a node; absent empties";
+    EXPECT_EQ(name.field(NM_OU1) + name.field(NM_PRMD), "mime") << "type 1 for a type without a node; absent empties";
     EXPECT_EQ(name.field(NM_T61 + NM_ORGANISATION),
               "tn\xC2\x65"
               "f")
@@ -137,8 +120,7 @@ TEST(ArpaToORN, TakesTheRoutingOfTheDefaultNode) {
     std::string logged;
     er_SetLogSink(
         [](void *context, int severity, const char *line) {
-            *static_cast<std::string *>(context) +=
-                std::to_string(severity) + " " + std::string{line}.substr(0, 8);
+            *static_cast<std::string *>(context) += std::to_string(severity) + " " + std::string{line}.substr(0, 8);
         },
         &logged);
     home.write("mailnodes", "");
@@ -154,11 +136,9 @@ TEST(ArpaToORN, TakesTheRoutingOfTheOverride) {
     } rows[] = {
         {"applies", "UAL_DEF_MIME_MN_OVERRIDE=/O=over/PRMD=p/ADMD=a/C=us/", "over", ""},
         {"in Latin 1 by default", "UAL_DEF_MIME_MN_OVERRIDE=/O=\xE9/PRMD=p/ADMD=a/C=us/", "", "\xC2\x65"},
-        {"in its set",
-         "UAL_DEF_MIME_MN_OVERRIDE=/O=\xC3\xA9/PRMD=p/ADMD=a/C=us/\nUAL_DEF_MIME_MN_OVERRIDE_CS=UTF8", "",
-         "\xC2\x65"},
-        {"unknown set", "UAL_DEF_MIME_MN_OVERRIDE=/O=o/PRMD=p/ADMD=a/C=us/\nUAL_DEF_MIME_MN_OVERRIDE_CS=X",
-         "gw", ""},
+        {"in its set", "UAL_DEF_MIME_MN_OVERRIDE=/O=\xC3\xA9/PRMD=p/ADMD=a/C=us/\nUAL_DEF_MIME_MN_OVERRIDE_CS=UTF8",
+         "", "\xC2\x65"},
+        {"unknown set", "UAL_DEF_MIME_MN_OVERRIDE=/O=o/PRMD=p/ADMD=a/C=us/\nUAL_DEF_MIME_MN_OVERRIDE_CS=X", "gw", ""},
         {"no address", "UAL_DEF_MIME_MN_OVERRIDE=/O=over/", "gw", ""},
         {"no O/R name", "UAL_DEF_MIME_MN_OVERRIDE=over", "gw", ""},
         {"of the other gateway", "UAL_DEF_TNEF_MN_OVERRIDE=/O=over/PRMD=p/ADMD=a/C=us/", "gw", ""},
@@ -250,8 +230,7 @@ int fail_every_call(const char *name, spy::Fault fault, const std::function<std:
             EXPECT_FALSE(failure) << name;
             return nth - 1;
         }
-        EXPECT_TRUE(!failure || is_failure(failure, spy::kFaultSet, spy::kFaultNumber))
-            << name << " " << failed;
+        EXPECT_TRUE(!failure || is_failure(failure, spy::kFaultSet, spy::kFaultNumber)) << name << " " << failed;
         EXPECT_EQ(calls_left_open.empty(), !failure) << name << " " << failed << " left " << calls_left_open;
     }
 }
@@ -284,8 +263,7 @@ TEST(Faults, EveryServiceCallMayFail) {
          [&hostile] {
              std::array<const char *, MIM_CAPTURES> starts{};
              std::array<int, MIM_CAPTURES> lengths{};
-             return std::to_string(
-                 mim_MatchRulePattern(hostile.c_str(), "$*x$*", starts.data(), lengths.data(), 0));
+             return std::to_string(mim_MatchRulePattern(hostile.c_str(), "$*x$*", starts.data(), lengths.data(), 0));
          }},
     };
     int total = 0;
@@ -302,8 +280,7 @@ TEST(Faults, EveryServiceCallMayFail) {
 
 // A failure while a file is read ends the reading; what was read before it counts.
 TEST(Faults, AFileThatFailsHalfWayKeepsWhatWasRead) {
-    const TempHome home{{"unixin.rules", "jdoe@x a\na b\nb c\n"},
-                        {"unixmap.gw", "x#C$first#\na.x#C$second#\n"}};
+    const TempHome home{{"unixin.rules", "jdoe@x a\na b\nb c\n"}, {"unixmap.gw", "x#C$first#\na.x#C$second#\n"}};
     std::string surnames;
     for (int nth = 1; nth <= 6; ++nth) {  // os_fopen, os_fgets for each line and the end, os_fclose
         std::array<char, MIM_SURNAME_SIZE> surname{};

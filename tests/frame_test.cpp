@@ -22,9 +22,7 @@ class TraceRecorder {
     explicit TraceRecorder(int level) {
         er_SubSystemLoggingLevel = level;
         er_SetTraceSink(
-            [](void *context, const er_trace_event *event) {
-                static_cast<TraceRecorder *>(context)->add(*event);
-            },
+            [](void *context, const er_trace_event *event) { static_cast<TraceRecorder *>(context)->add(*event); },
             this);
     }
     TraceRecorder(const TraceRecorder &) = delete;
@@ -60,18 +58,15 @@ TEST(Trace, EachFunctionAnnouncesItselfInItsClass) {
         int trace_class;  // 0: not traced
         std::function<void()> call;
     } rows[] = {
-        {"mim_parse_address", 15,
-         [] { mim_parse_address("a", nullptr, nullptr, nullptr, nullptr, nullptr); }},
+        {"mim_parse_address", 15, [] { mim_parse_address("a", nullptr, nullptr, nullptr, nullptr, nullptr); }},
         {"mim_trim_space", 0, [&] { mim_trim_space(text.data()); }},
         {"mim_trim_spacequotes", 0, [&] { mim_trim_spacequotes(text.data()); }},
         {"mim_trim_trailing_space", 0, [&] { mim_trim_trailing_space(text.data()); }},
         {"mim_ProcessRule", 17, [&] { mim_ProcessRule(text.data(), "b", "c", &stop); }},
-        {"mim_MatchRulePattern", 17,
-         [&] { mim_MatchRulePattern("a", "b", starts.data(), lengths.data(), 0); }},
+        {"mim_MatchRulePattern", 17, [&] { mim_MatchRulePattern("a", "b", starts.data(), lengths.data(), 0); }},
         {"mim_ScanArpaStrForSpecialChar", 17, [] { mim_ScanArpaStrForSpecialChar("a", '@'); }},
         {"mim_ArpaDomainLookup", 17, [&] { mim_ArpaDomainLookup("~/sys/none", "a", orn.data(), &index, 0); }},
-        {"mim_ArpaDomainReplace", 17,
-         [&] { mim_ArpaDomainReplace(orn.data(), &index, list.data(), nullptr, 0); }},
+        {"mim_ArpaDomainReplace", 17, [&] { mim_ArpaDomainReplace(orn.data(), &index, list.data(), nullptr, 0); }},
         {"mim_GetSurnameFromArpaORN", 17, [&] { mim_GetSurnameFromArpaORN("a", text.data()); }},
         {"mim_SetOrgUAddress", 17, [&] { mim_SetOrgUAddress(orn.data(), &index, 1); }},
         {"mim_ArpaToORN2", 17, [&] { mim_ArpaToORN2("a", orn.data(), &index, 0); }},
@@ -112,8 +107,7 @@ TEST(Trace, TestsTheLevelAtEntryAndAtExit) {
 
 TEST(Trace, UnwindingAnnouncesNoExit) {
     const TraceRecorder trace{0};
-    EXPECT_TRUE(
-        failure_of([] { mim::traced<mim::TraceClass::kMain>("f", [] { er_TracedEscape(1, 2, "t", 3); }); }));
+    EXPECT_TRUE(failure_of([] { mim::traced<mim::TraceClass::kMain>("f", [] { er_TracedEscape(1, 2, "t", 3); }); }));
     EXPECT_EQ(trace.events, (std::vector<std::string>{"> f 17"}));
 }
 

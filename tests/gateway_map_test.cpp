@@ -30,8 +30,7 @@ struct Name {
 // What a lookup stores, or "no".
 std::string lookup(const std::string &domain, bool extend = false, const char *path = kMap) {
     Name name;
-    const int found =
-        mim_ArpaDomainLookup(path, domain.c_str(), name.orn.data(), &name.index, extend ? 1 : 0);
+    const int found = mim_ArpaDomainLookup(path, domain.c_str(), name.orn.data(), &name.index, extend ? 1 : 0);
     const std::string text = name.text();
     return found != 0 ? text : text == "/" || text.empty() ? "no" : "no, but stored " + text;
 }
@@ -107,11 +106,10 @@ TEST(DomainLookup, ExtendsByTheLabelsOnTheLeft) {
 TEST(DomainLookup, KeepsItsLimits) {
     const std::string label(1000, 'a');
     const std::string list = "C$us.O$" + std::string(2000, 'o');
-    const TempHome home{{"unixmap.gw", label + "#C$us#\n"                          // 1,006 characters
-                                           + "long.test#" + list + "#\n"           // read as several lines
-                                           + std::string(10000, 'x') + "#C$xx#\n"  // likewise
-                                           + "zero" + std::string(1, '\0') +
-                                           "#C$zz#\n"  // ends at the zero byte
+    const TempHome home{{"unixmap.gw", label + "#C$us#\n"                                    // 1,006 characters
+                                           + "long.test#" + list + "#\n"                     // read as several lines
+                                           + std::string(10000, 'x') + "#C$xx#\n"            // likewise
+                                           + "zero" + std::string(1, '\0') + "#C$zz#\n"      // ends at the zero byte
                                            + "nul.test#C$u" + std::string(1, '\0') + "s#\n"  // likewise
                                            + "good.test#C$gb#\n"}};
     EXPECT_EQ(lookup(label), "/C=us/");

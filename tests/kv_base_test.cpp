@@ -235,14 +235,11 @@ std::string skipped(const char *file, int line, const char *reason) {
 }
 
 TEST(Mes, TakesTheLinesOfTheHomeFirst) {
-    TempHome home{
-        {"messages", "# 102 1413 no\n 102 1413  Somebody else \r\n102 x y\n102 7\n7 8 first\n7 8 last\n" +
-                         std::string(9000, 'x') + "\n102"}};
+    TempHome home{{"messages", "# 102 1413 no\n 102 1413  Somebody else \r\n102 x y\n102 7\n7 8 first\n7 8 last\n" +
+                                   std::string(9000, 'x') + "\n102"}};
     LogCapture log;
-    for (const auto &[set, number, want] : {std::tuple{102, 1413, "Somebody else"},
-                                            {102, 7, ""},
-                                            {7, 8, "last"},
-                                            {100, 901, "Memory is exhausted"}}) {
+    for (const auto &[set, number, want] :
+         {std::tuple{102, 1413, "Somebody else"}, {102, 7, ""}, {7, 8, "last"}, {100, 901, "Memory is exhausted"}}) {
         EXPECT_STREQ(mes_GetText(set, number), want) << number;
     }
     EXPECT_EQ(mes_GetText(102, 1), nullptr);
@@ -262,8 +259,8 @@ TEST(Mes, TakesTheLinesOfTheHomeFirst) {
 }
 
 TEST(Cust, ReadsKeysAndValues) {
-    TempHome home{{"customise",
-                   "#T1=no\nT1 = Yes\nT2=on\nT3=1\nF1=NO\nF2=0\nN=maybe\nE=\nTWICE=a\nTWICE=b=c \nbad\n=x"}};
+    TempHome home{
+        {"customise", "#T1=no\nT1 = Yes\nT2=on\nT3=1\nF1=NO\nF2=0\nN=maybe\nE=\nTWICE=a\nTWICE=b=c \nbad\n=x"}};
     LogCapture log;
     const struct {
         const char *key;

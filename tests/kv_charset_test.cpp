@@ -32,8 +32,8 @@ struct Converted {
 };
 
 std::ostream &operator<<(std::ostream &out, const Converted &converted) {
-    return out << "status " << converted.status << ", " << testing::PrintToString(converted.text)
-               << ", loss at " << converted.first_loss;
+    return out << "status " << converted.status << ", " << testing::PrintToString(converted.text) << ", loss at "
+               << converted.first_loss;
 }
 
 Converted convert(std::string_view text, const char *source, const char *target) {
@@ -44,8 +44,8 @@ Converted convert(std::string_view text, const char *source, const char *target)
     int set = -2;
     int number = -2;
     int first_loss = -2;
-    const int status = cvc_ConvertString(CVC_TEXT, 0, exact.get(), static_cast<int>(text.size()), source,
-                                         target, &result, &length, &set, &number, &first_loss);
+    const int status = cvc_ConvertString(CVC_TEXT, 0, exact.get(), static_cast<int>(text.size()), source, target,
+                                         &result, &length, &set, &number, &first_loss);
     Converted converted{status, std::string(result, static_cast<std::size_t>(length)), first_loss};
     EXPECT_EQ(result[length], '\0');
     os_free(result);
@@ -83,8 +83,7 @@ TEST(Convert, ReplacesWhatHasNoEqual) {
     for (const auto &row : rows) {
         for (const char *once : {"first", "again"}) {  // nothing stays behind from the call before
             EXPECT_EQ(convert(row.text, row.source, row.target), row.want)
-                << row.source << " to " << row.target << ": " << testing::PrintToString(row.text) << ", "
-                << once;
+                << row.source << " to " << row.target << ": " << testing::PrintToString(row.text) << ", " << once;
         }
     }
 }
@@ -128,8 +127,7 @@ TEST(Convert, ComesBackFromUnicode) {
             const Converted unicode = convert(text, set, "UTF8");
             if (unicode.status == CVC_EXACT) {
                 ++exact;
-                EXPECT_EQ(convert(unicode.text, "UTF8", set), (Converted{CVC_EXACT, text, -1}))
-                    << set << " " << byte;
+                EXPECT_EQ(convert(unicode.text, "UTF8", set), (Converted{CVC_EXACT, text, -1})) << set << " " << byte;
             }
         }
         EXPECT_GE(exact, 126) << set;
@@ -165,9 +163,9 @@ TEST(Convert, RefusesWhatItDoesNotKnow) {
         int set = 0;
         int number = 0;
         int extra = 0;
-        EXPECT_EQ(cvc_ConvertString(row.mode, 0, "a", -1, row.source, row.target, &result, &length, &set,
-                                    &number, &extra),
-                  CVC_FAILED);
+        EXPECT_EQ(
+            cvc_ConvertString(row.mode, 0, "a", -1, row.source, row.target, &result, &length, &set, &number, &extra),
+            CVC_FAILED);
         EXPECT_TRUE(result == nullptr && length == 0 && extra == -1 && set == 100) << row.source;
         EXPECT_EQ(number, row.number) << row.source << " to " << row.target;
     }

@@ -54,23 +54,23 @@ TEST(AktCheckFieldsPresent, KnowsTheFormsOfAnAddress) {
         nm_ParseORN(orn_of(name).c_str(), &index, maps);
         return akt_CheckFieldsPresent(maps) != 0;
     };
-    for (const char *name : {"X121=1", "C=us/ADMD=a/PRMD=p", "C=us/ADMD=a/O=o", "C=us/ADMD=a/OU3=u",
-                             "C=us/ADMD=a/S=s", "C=us/ADMD=a/CN=c", "C=us/ADMD=a/DD.T=v",
-                             "C=us/ADMD=a/T61.OU4=u", "C=us/ADMD=a/DD.=/DD.T=/T61.DD.=/T61.DD.=v",
-                             "C=us/ADMD=a/UA-ID=1", "C=us/ADMD=a/PD-C=us/PD-CODE=1"}) {
+    for (const char *name :
+         {"X121=1", "C=us/ADMD=a/PRMD=p", "C=us/ADMD=a/O=o", "C=us/ADMD=a/OU3=u", "C=us/ADMD=a/S=s",
+          "C=us/ADMD=a/CN=c", "C=us/ADMD=a/DD.T=v", "C=us/ADMD=a/T61.OU4=u",
+          "C=us/ADMD=a/DD.=/DD.T=/T61.DD.=/T61.DD.=v", "C=us/ADMD=a/UA-ID=1", "C=us/ADMD=a/PD-C=us/PD-CODE=1"}) {
         EXPECT_TRUE(accepts(name)) << name;
     }
-    for (const char *name : {"", "C=us/ADMD=a", "C=us/PRMD=p/O=o/S=s", "ADMD=a/PRMD=p/O=o/S=s",
-                             "C=us/ADMD=a/G=g", "C=us/ADMD=a/DD.T=/DD.=v", "C=us/ADMD=a/PD-C=us",
-                             "C=us/ADMD=a/PD-CODE=1", "UA-ID=1", "C=us/ADMD=a/IA=j@x"}) {
+    for (const char *name : {"", "C=us/ADMD=a", "C=us/PRMD=p/O=o/S=s", "ADMD=a/PRMD=p/O=o/S=s", "C=us/ADMD=a/G=g",
+                             "C=us/ADMD=a/DD.T=/DD.=v", "C=us/ADMD=a/PD-C=us", "C=us/ADMD=a/PD-CODE=1", "UA-ID=1",
+                             "C=us/ADMD=a/IA=j@x"}) {
         EXPECT_FALSE(accepts(name)) << name;
     }
 }
 
 TEST(AktCheckRoutable, TakesTheFirstLineThatFits) {
     const std::string longest(AKT_NODE_SIZE - 1, 'N');
-    TempHome home{{"routes", "# node name\nFELIX /OU1=Felix/PRMD=m/C=gb/\n\nLONDON\nLONDON PRMD=m/ADMD\n" +
-                                 longest + "x /C=fr/\n" + longest +
+    TempHome home{{"routes", "# node name\nFELIX /OU1=Felix/PRMD=m/C=gb/\n\nLONDON\nLONDON PRMD=m/ADMD\n" + longest +
+                                 "x /C=fr/\n" + longest +
                                  " /C=de/\nLONDON \t PRMD=m/C=gb/S=any\r\nTELETEX T61.O=\xC8o/\nUNIX C=gb"}};
     LogCapture log;
     const std::pair<const char *, std::string> rows[] = {
@@ -138,8 +138,7 @@ TEST(ClConvClMntoORN, PutsEightBitValuesInTheirT61Forms) {
         ccs_descriptor descriptor;
         ASSERT_TRUE(ccs_GetCSDescriptor(row.charset, &descriptor));
         std::array<char, NM_ORN_SIZE> orn{"junk"};
-        const auto failure =
-            failure_of([&] { cl_ConvClMntoORN(row.text.c_str(), orn.data(), 1, 1, &descriptor); });
+        const auto failure = failure_of([&] { cl_ConvClMntoORN(row.text.c_str(), orn.data(), 1, 1, &descriptor); });
         EXPECT_EQ(failure ? failure->number : 0, row.failure) << row.text;
         EXPECT_EQ(text_of(orn.data()), row.want) << row.text;
     }

@@ -43,8 +43,7 @@ struct Name {
     }
     Name() { nm_InitORN(text.get(), &index); }
     explicit Name(const std::string &from, std::size_t size = 0)
-        : text(copy(from, std::max(from.size() + 1, size))),
-          is_valid(nm_ParseORN(text.get(), &index, maps) != 0) {}
+        : text(copy(from, std::max(from.size() + 1, size))), is_valid(nm_ParseORN(text.get(), &index, maps) != 0) {}
     Name(const std::string &text_form, nm_text_error *error)
         : is_valid(nm_ParseText(text_form.c_str(), text.get(), &index, error) != 0) {}
     void put(int field, const std::string &value) {
@@ -127,9 +126,7 @@ TEST(NmFields, ReadsEveryKindOfText) {
 // cannot be read: it stays at the end.
 TEST(NmFields, StoresLikeAMap) {
     std::mt19937 random{20240229};
-    const auto below = [&random](int bound) {
-        return static_cast<int>(random() % static_cast<unsigned>(bound));
-    };
+    const auto below = [&random](int bound) { return static_cast<int>(random() % static_cast<unsigned>(bound)); };
     for (int round = 0; round < 240; ++round) {
         const Fields last{{130, "x"}};
         Fields model = round % 4 == 1 ? Fields{{64, "T"}} : round % 4 == 2 ? last : Fields{};
@@ -245,8 +242,7 @@ TEST(NmFields, RefusesAndLeavesEverythingAsItWas) {
 TEST(NmFields, CopiesWithinTheCapacity) {
     const Name name{orn("surname|given")};
     for (std::size_t capacity = 1; capacity < 10; ++capacity) {
-        for (const auto &[field, want] :
-             {std::pair{0, "surname"s}, {1, "given"}, {2, ""}, {-1, ""}, {131, ""}}) {
+        for (const auto &[field, want] : {std::pair{0, "surname"s}, {1, "given"}, {2, ""}, {-1, ""}, {131, ""}}) {
             const std::unique_ptr<char[]> out{new char[capacity]};
             nm_GetFieldStr(name.text.get(), &name.index, field, out.get(), static_cast<int>(capacity));
             EXPECT_EQ(out.get(), want.substr(0, capacity - 1)) << field << " into " << capacity;
@@ -324,8 +320,7 @@ TEST(NmText, RefusesWithPlaceAndReason) {
             const Name name{marked.substr(0, place) + marked.substr(place + 1), &error};
             EXPECT_TRUE(!name.is_valid && name.str().empty() && name.fields().empty()) << marked;
             EXPECT_EQ(error.offset, static_cast<int>(place)) << marked;
-            EXPECT_NE(std::string(error.reason).find(reason), std::string::npos)
-                << marked << ": " << error.reason;
+            EXPECT_NE(std::string(error.reason).find(reason), std::string::npos) << marked << ": " << error.reason;
         }
     }
 }

@@ -20,11 +20,10 @@ TEST(Scan, FindsTheTargetOutsideDelimiters) {
         char target;
         int want;
     } rows[] = {
-        {"a(b:c):d", ':', 6},  {"ab", ':', -1},      {"\"x:\"", ':', -1}, {"", ':', -1},
-        {":", ':', 0},         {"\\::", ':', 2},     {"a\\", ':', -1},    {"(\\)):", ':', 4},
-        {"((:):):", ':', 6},   {"(\"):\")", ':', 3}, {"<(>:", ':', 3},    {"a\"b", '"', 1},
-        {"[]]", ']', 2},       {"]", ']', 0},        {"[", '[', 0},       {"(:", ':', -1},
-        {"\"\\\"\":", ':', 4}, {"\xFF:", ':', 1},
+        {"a(b:c):d", ':', 6}, {"ab", ':', -1},       {"\"x:\"", ':', -1}, {"", ':', -1},       {":", ':', 0},
+        {"\\::", ':', 2},     {"a\\", ':', -1},      {"(\\)):", ':', 4},  {"((:):):", ':', 6}, {"(\"):\")", ':', 3},
+        {"<(>:", ':', 3},     {"a\"b", '"', 1},      {"[]]", ']', 2},     {"]", ']', 0},       {"[", '[', 0},
+        {"(:", ':', -1},      {"\"\\\"\":", ':', 4}, {"\xFF:", ':', 1},
     };
     for (const auto &row : rows) {
         EXPECT_EQ(mim_ScanArpaStrForSpecialChar(row.text, row.target), row.want) << row.text;
@@ -50,8 +49,7 @@ Match match(const std::string &subject, const std::string &pattern, int passed =
     const std::vector<char> text(subject.c_str(), subject.c_str() + subject.size() + 1);
     std::array<const char *, MIM_CAPTURES> starts{};
     std::array<int, MIM_CAPTURES> lengths{};
-    const int result =
-        mim_MatchRulePattern(text.data(), pattern.c_str(), starts.data(), lengths.data(), passed);
+    const int result = mim_MatchRulePattern(text.data(), pattern.c_str(), starts.data(), lengths.data(), passed);
     Match match{result == 1, {}};
     for (std::size_t i = 0; i < MIM_CAPTURES; ++i) {
         if (starts[i] != nullptr) {
@@ -109,8 +107,7 @@ bool match_slowly(const char *subject, const char *pattern, std::vector<std::str
         return *subject == '\0';
     }
     if (pattern[1] == '$' || pattern[1] == '_') {
-        return *subject == (pattern[1] == '$' ? '$' : ' ') &&
-               match_slowly(subject + 1, pattern + 2, captures);
+        return *subject == (pattern[1] == '$' ? '$' : ' ') && match_slowly(subject + 1, pattern + 2, captures);
     }
     if (pattern[1] != '*' && pattern[1] != '+') {
         return false;
@@ -179,8 +176,7 @@ TEST(Matcher, StaysBoundedOnHostileTexts) {
     EXPECT_TRUE(match(std::string(100000, 'a') + "b", "$*a$*a$*b").matched) << "past the subject of a rule";
 }
 
-std::string apply(std::string_view subject, const char *pattern, const char *replacement,
-                  int *stop = nullptr) {
+std::string apply(std::string_view subject, const char *pattern, const char *replacement, int *stop = nullptr) {
     std::vector<char> buffer(MIM_SUBJECT_SIZE, '#');
     subject.copy(buffer.data(), subject.size());
     buffer[subject.size()] = '\0';

@@ -55,8 +55,7 @@ Function *real(const char *name) {
 
 // A call that can fail instead of being made.
 template <typename Result, typename... Arguments>
-Result pass(const char *name, Result (* /*own*/)(Arguments...),
-            std::type_identity_t<Arguments>... arguments) {
+Result pass(const char *name, Result (* /*own*/)(Arguments...), std::type_identity_t<Arguments>... arguments) {
     count_call(name);
     const Inside guard;
     return real<Result(Arguments...)>(name)(arguments...);
@@ -74,8 +73,7 @@ void release(const char *name, void (* /*own*/)(Argument), std::type_identity_t<
 
 // A call of the error service: recorded, never made to fail.
 template <typename Result, typename... Arguments>
-Result record(const char *name, Result (* /*own*/)(Arguments...),
-              std::type_identity_t<Arguments>... arguments) {
+Result record(const char *name, Result (* /*own*/)(Arguments...), std::type_identity_t<Arguments>... arguments) {
     if (state.error_calls != nullptr && state.inside == 0) {
         state.error_calls->emplace_back(name + 3);
     }
@@ -95,58 +93,28 @@ std::string spy::end_fault() {
     return std::exchange(state.failed, {});
 }
 
-void spy::record_error_calls(std::vector<std::string> *calls) {
-    state.error_calls = calls;
-}
+void spy::record_error_calls(std::vector<std::string> *calls) { state.error_calls = calls; }
 
-int os_fexists(const char *path) {
-    return pass(__func__, os_fexists, path);
-}
-os_file *os_fopen(const char *path, const char *mode) {
-    return pass(__func__, os_fopen, path, mode);
-}
-int os_fgets(char *buffer, int size, os_file *file) {
-    return pass(__func__, os_fgets, buffer, size, file);
-}
-void os_fclose(os_file *file) {
-    release(__func__, os_fclose, file);
-}
-void os_free(void *block) {
-    release(__func__, os_free, block);
-}
-void *os_MMGetSpace(int size) {
-    return pass(__func__, os_MMGetSpace, size);
-}
-void os_MMFreeSpace(void *block) {
-    release(__func__, os_MMFreeSpace, block);
-}
-int os_MCFindMessage(int number) {
-    return pass(__func__, os_MCFindMessage, number);
-}
-void os_MCGetMessage(char *buffer, int length) {
-    pass(__func__, os_MCGetMessage, buffer, length);
-}
-void *mdc_malloc(size_t size) {
-    return pass(__func__, mdc_malloc, size);
-}
-void mdc_free(void *block) {
-    release(__func__, mdc_free, block);
-}
-size_t mdc_strlcpy(char *to, const char *from, size_t size) {
-    return pass(__func__, mdc_strlcpy, to, from, size);
-}
+int os_fexists(const char *path) { return pass(__func__, os_fexists, path); }
+os_file *os_fopen(const char *path, const char *mode) { return pass(__func__, os_fopen, path, mode); }
+int os_fgets(char *buffer, int size, os_file *file) { return pass(__func__, os_fgets, buffer, size, file); }
+void os_fclose(os_file *file) { release(__func__, os_fclose, file); }
+void os_free(void *block) { release(__func__, os_free, block); }
+void *os_MMGetSpace(int size) { return pass(__func__, os_MMGetSpace, size); }
+void os_MMFreeSpace(void *block) { release(__func__, os_MMFreeSpace, block); }
+int os_MCFindMessage(int number) { return pass(__func__, os_MCFindMessage, number); }
+void os_MCGetMessage(char *buffer, int length) { pass(__func__, os_MCGetMessage, buffer, length); }
+void *mdc_malloc(size_t size) { return pass(__func__, mdc_malloc, size); }
+void mdc_free(void *block) { release(__func__, mdc_free, block); }
+size_t mdc_strlcpy(char *to, const char *from, size_t size) { return pass(__func__, mdc_strlcpy, to, from, size); }
 int cust_GetCustomiseInfo(const char *key, const char **value) {
     return pass(__func__, cust_GetCustomiseInfo, key, value);
 }
-void nm_InitORN(char *orn, nm_index *index) {
-    pass(__func__, nm_InitORN, orn, index);
-}
+void nm_InitORN(char *orn, nm_index *index) { pass(__func__, nm_InitORN, orn, index); }
 int nm_ParseORN(const char *orn, nm_index *index, uint32_t *presence) {
     return pass(__func__, nm_ParseORN, orn, index, presence);
 }
-void nm_GetFieldMaps(const nm_index *index, uint32_t *maps) {
-    pass(__func__, nm_GetFieldMaps, index, maps);
-}
+void nm_GetFieldMaps(const nm_index *index, uint32_t *maps) { pass(__func__, nm_GetFieldMaps, index, maps); }
 const char *nm_GetFieldMemPtr(const char *orn, const nm_index *index, int field, int *length) {
     return pass(__func__, nm_GetFieldMemPtr, orn, index, field, length);
 }
@@ -156,15 +124,9 @@ void nm_PutFieldStr(char *orn, nm_index *index, int field, const char *text) {
 void nm_PutFieldMem(char *orn, nm_index *index, int field, const char *bytes, int length) {
     pass(__func__, nm_PutFieldMem, orn, index, field, bytes, length);
 }
-int akt_CheckORName(const char *orn) {
-    return pass(__func__, akt_CheckORName, orn);
-}
-int akt_CheckFieldsPresent(const uint32_t *maps) {
-    return pass(__func__, akt_CheckFieldsPresent, maps);
-}
-void cl_ReadDefMNode(int type, char *orn) {
-    pass(__func__, cl_ReadDefMNode, type, orn);
-}
+int akt_CheckORName(const char *orn) { return pass(__func__, akt_CheckORName, orn); }
+int akt_CheckFieldsPresent(const uint32_t *maps) { return pass(__func__, akt_CheckFieldsPresent, maps); }
+void cl_ReadDefMNode(int type, char *orn) { pass(__func__, cl_ReadDefMNode, type, orn); }
 void cl_ConvClMntoORN(const char *text, char *orn, int form, int check, const ccs_descriptor *descriptor) {
     pass(__func__, cl_ConvClMntoORN, text, orn, form, check, descriptor);
 }
@@ -177,11 +139,10 @@ const char *ccs_GetInternalCharset(const ccs_charset *charset, int kind) {
 int ccs_GetCSDescriptor(const char *name, ccs_descriptor *descriptor) {
     return pass(__func__, ccs_GetCSDescriptor, name, descriptor);
 }
-int cvc_ConvertString(int mode, int flags, const char *text, int32_t length, const char *source,
-                      const char *target, char **converted, int32_t *converted_length, int *set, int *number,
-                      int *extra) {
-    return pass(__func__, cvc_ConvertString, mode, flags, text, length, source, target, converted,
-                converted_length, set, number, extra);
+int cvc_ConvertString(int mode, int flags, const char *text, int32_t length, const char *source, const char *target,
+                      char **converted, int32_t *converted_length, int *set, int *number, int *extra) {
+    return pass(__func__, cvc_ConvertString, mode, flags, text, length, source, target, converted, converted_length,
+                set, number, extra);
 }
 
 // The texts of a log call, which end with a null pointer; the calls of this project have four at most.
@@ -200,8 +161,7 @@ void er_LogMsg(int severity, int set, int number, ...) {
     const Texts texts = take_texts(list);
     va_end(list);
     count_call(__func__);
-    real<decltype(er_LogMsg)>(__func__)(severity, set, number, texts[0], texts[1], texts[2], texts[3],
-                                        texts[4]);
+    real<decltype(er_LogMsg)>(__func__)(severity, set, number, texts[0], texts[1], texts[2], texts[3], texts[4]);
 }
 
 void er_LogInfo(int level, const char *text, ...) {
@@ -213,31 +173,15 @@ void er_LogInfo(int level, const char *text, ...) {
     real<decltype(er_LogInfo)>(__func__)(level, text, texts[0], texts[1], texts[2], texts[3], texts[4]);
 }
 
-er_environment *er_SetCurrEnv(er_environment *environment) {
-    return record(__func__, er_SetCurrEnv, environment);
-}
-er_environment *er_GetCurrEnv() {
-    return record(__func__, er_GetCurrEnv);
-}
-void er_Clear() {
-    record(__func__, er_Clear);
-}
-void er_Accept(int level) {
-    record(__func__, er_Accept, level);
-}
-int er_GetLive() {
-    return record(__func__, er_GetLive);
-}
-void er_TraceBeforeJump(const char *file, int line) {
-    record(__func__, er_TraceBeforeJump, file, line);
-}
+er_environment *er_SetCurrEnv(er_environment *environment) { return record(__func__, er_SetCurrEnv, environment); }
+er_environment *er_GetCurrEnv() { return record(__func__, er_GetCurrEnv); }
+void er_Clear() { record(__func__, er_Clear); }
+void er_Accept(int level) { record(__func__, er_Accept, level); }
+int er_GetLive() { return record(__func__, er_GetLive); }
+void er_TraceBeforeJump(const char *file, int line) { record(__func__, er_TraceBeforeJump, file, line); }
 void er_Jump(er_environment *environment, int value) {
     record(__func__, er_Jump, environment, value);
     __builtin_unreachable();
 }
-void er_RecordStatus(er_status *status) {
-    record(__func__, er_RecordStatus, status);
-}
-void er_RestoreStatus(const er_status *status) {
-    record(__func__, er_RestoreStatus, status);
-}
+void er_RecordStatus(er_status *status) { record(__func__, er_RecordStatus, status); }
+void er_RestoreStatus(const er_status *status) { record(__func__, er_RestoreStatus, status); }

@@ -16,9 +16,7 @@ static void call_through_c(void *reached) {
     *(int *)reached = 2;
 }
 
-static void compare_names(void *equal) {
-    *(int *)equal = mim_StrCaseCmp("Example.ORG", "example.org");
-}
+static void compare_names(void *equal) { *(int *)equal = mim_StrCaseCmp("Example.ORG", "example.org"); }
 
 static int expect(const char *what, int got, int want) {
     if (got != want) {
