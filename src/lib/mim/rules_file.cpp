@@ -19,7 +19,10 @@ namespace {
 using mim::TraceClass;
 
 constexpr int kRuleLineCapacity = 256;  // a line of at most 255 characters and its terminator
+constexpr char kComment = '#';
 constexpr text::CharSet kTokenDelimiters{" \t\n"};
+constexpr text::CharSet kTokenEnds =
+    kTokenDelimiters | text::CharSet::range('\0', '\0') | text::CharSet::range(kComment, kComment);
 
 // What the start of a replacement says.
 enum class Mode { kRepeat, kOnce, kOnceAndStop };
@@ -65,18 +68,20 @@ void build_result(std::string_view form, const CaptureStarts &starts, const Capt
     }
 }
 
-// Takes the next token of a terminated line from `place` on, and terminates it; empty at the end of the line.
+// Takes the next token of a terminated line from `place` on, and terminates it; empty at the end of the line,
+// which a
+// "#" is too.
 char *next_token(char *&place) {
     while (kTokenDelimiters.contains(*place)) {
         ++place;
     }
     char *const token = place;
-    while (*place != '\0' && !kTokenDelimiters.contains(*place)) {
+    while (!kTokenEnds.contains(*place)) {
         ++place;
     }
-    if (*place != '\0') {
-        *place++ = '\0';
-    }
+    const bool is_last = *place == '\0' || *place == kComment;
+    *place = '\0';
+    place += is_last ? 0 : 1;
     return token;
 }
 
@@ -88,7 +93,6 @@ struct Rule {
 
 // Cuts `line` (in-out) apart into a rule; returns false when it holds none.
 bool read_rule(char *line, Rule &rule) {
-    line[std::strcspn(line, "#")] = '\0';
     rule.pattern = next_token(line);
     rule.replacement = next_token(line);
     return *rule.replacement != '\0';
