@@ -30,7 +30,8 @@ if(CMAKE_SIZEOF_VOID_P EQUAL 4)
 endif()
 
 if(MIM_SANITIZE)
-  add_compile_options(-fsanitize=${MIM_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  # Line numbers are all that a report takes; the rest of the debug information costs time.
+  add_compile_options(-fsanitize=${MIM_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -g1)
   add_link_options(-fsanitize=${MIM_SANITIZE})
 else()
   # A sanitized library finds its runtime only in the program, so this can hold only without.
