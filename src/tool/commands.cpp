@@ -2,6 +2,7 @@
 
 #include "commands.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <string_view>
 
@@ -16,6 +17,14 @@ bool needs_guard(std::string_view argument) {
 }
 
 }  // namespace
+
+CLI::App *add_command(CLI::App &parent, const char *name, const char *description) {
+    return parent.add_subcommand(name, description);
+}
+
+CLI::App *add_family(CLI::App &parent, const char *name, const char *description) {
+    return add_command(parent, name, description)->require_subcommand(1);
+}
 
 const CLI::Option *add_flag(CLI::App &app, const char *name, const char *description) {
     return app.add_flag(name)->description(description);

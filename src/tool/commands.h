@@ -2,11 +2,18 @@
 #ifndef TOOL_COMMANDS_H
 #define TOOL_COMMANDS_H
 
-#include <CLI/CLI.hpp>
 #include <functional>
+#include <string>
 #include <vector>
 
 #include "session.h"
+
+// The option parser takes longer to compile than a family of subcommands does: commands.cpp and main.cpp
+// alone include it.
+namespace CLI {
+class App;
+class Option;
+}  // namespace CLI
 
 namespace tool {
 
@@ -18,6 +25,10 @@ struct Command {
 void add_to_x400(CLI::App &parent, std::vector<Command> &commands);
 void add_parse(CLI::App &parent, std::vector<Command> &commands);
 void add_rules(CLI::App &parent, std::vector<Command> &commands);
+
+// Adds a subcommand, and a family of them, of which one must be chosen.
+CLI::App *add_command(CLI::App &parent, const char *name, const char *description);
+CLI::App *add_family(CLI::App &parent, const char *name, const char *description);
 
 // Adds an option without a value, and tells whether it was given.
 const CLI::Option *add_flag(CLI::App &app, const char *name, const char *description);

@@ -1,5 +1,6 @@
 // The mim command: global options, the choice of the subcommand, and the end of the process.
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <csignal>
 #include <sstream>

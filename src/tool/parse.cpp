@@ -53,7 +53,7 @@ class Parse : public Conversion {
 }  // namespace
 
 void add_parse(CLI::App &parent, std::vector<Command> &commands) {
-    CLI::App *app = parent.add_subcommand("parse", "Split Internet addresses into their parts");
+    CLI::App *app = add_command(parent, "parse", "Split Internet addresses into their parts");
     const CLI::Option *addresses = add_items(*app, "ADDRESS");
     commands.push_back({app, [=](Session &session) {
                             Parse conversion;

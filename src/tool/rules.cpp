@@ -29,9 +29,8 @@ class RulesIn : public Conversion {
 }  // namespace
 
 void add_rules(CLI::App &parent, std::vector<Command> &commands) {
-    CLI::App *rules = parent.add_subcommand("rules", "Apply a rules file of the home");
-    rules->require_subcommand(1);
-    CLI::App *app = rules->add_subcommand("in", "Show the surnames that unixin.rules makes of addresses");
+    CLI::App *rules = add_family(parent, "rules", "Apply a rules file of the home");
+    CLI::App *app = add_command(*rules, "in", "Show the surnames that unixin.rules makes of addresses");
     const CLI::Option *addresses = add_items(*app, "ADDRESS");
     commands.push_back({app, [=](Session &session) {
                             require_home({kInboundRules});

@@ -34,7 +34,7 @@ class ToX400 : public Conversion {
 }  // namespace
 
 void add_to_x400(CLI::App &parent, std::vector<Command> &commands) {
-    CLI::App *app = parent.add_subcommand("to-x400", "Turn Internet addresses into O/R names");
+    CLI::App *app = add_command(parent, "to-x400", "Turn Internet addresses into O/R names");
     const CLI::Option *tnef = add_flag(*app, "--tnef", "Take missing routing from the TNEF gateway");
     const CLI::Option *cn = add_flag(*app, "--cn", "Write the surname as the common name (CN) too");
     const CLI::Option *addresses = add_items(*app, "ADDRESS");
