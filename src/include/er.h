@@ -141,14 +141,14 @@ KV_EXPORT void er_WatchFailures(void (*watcher)(void *context, const er_identity
 // ---- Log ----
 
 // Writes catalogue message (set, number) to the server log. The arguments are zero-terminated texts for the
-// %1, %2,
-// ... of the message; the list ends with a null pointer. The lower the severity number, the graver: up to 3
-// an error, up to 7 a warning, up to 10 a notice, above that information. Control characters are written as
-// \xHH, so that a text from mail cannot forge a line; a line is cut at ER_LOG_SIZE - 1 characters.
+// %1, %2, ... of the message; the list ends with a null pointer. The lower the severity number, the graver:
+// up to 3 an error, up to 7 a warning, up to 10 a notice, above that information. Control characters are
+// written as \xHH, so that a text from mail cannot forge a line; a line is cut at ER_LOG_SIZE - 1 characters.
+// Never raises: where the message's text cannot be read, the arguments are written without it.
 KV_EXPORT void er_LogMsg(int severity, int set, int number, ...);
 
 // Writes an informational entry, made of the given texts (the list ends with a null pointer), when `level` is
-// at most the level of er_SetInfoLevel. An entry without text is not written.
+// at most the level of er_SetInfoLevel. An entry without text is not written. Never raises.
 KV_EXPORT void er_LogInfo(int level, const char *text, ...);
 
 // Sets the level up to which er_LogInfo writes; 0, nothing, at start.
@@ -162,7 +162,7 @@ enum {
 };
 
 // Sends log lines to `sink(context, severity, line)` instead of syslog(3), facility mail; null goes back to
-// syslog. The line has no newline and is valid during the call only.
+// syslog. The line has no newline and is valid during the call only. The sink must not raise.
 KV_EXPORT void er_SetLogSink(void (*sink)(void *context, int severity, const char *line), void *context);
 
 #ifdef __cplusplus
