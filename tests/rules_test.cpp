@@ -9,7 +9,6 @@
 #include <string_view>
 #include <vector>
 
-#include "failure.h"
 #include "mim.h"
 
 namespace {
@@ -30,30 +29,18 @@ TEST(Scan, FindsTheTargetOutsideDelimiters) {
     }
 }
 
-struct Match {
-    bool matched;
-    std::vector<std::string> captures;  // of the wildcards that recorded one
-
-    bool operator==(const Match &) const = default;
-};
-
-std::ostream &operator<<(std::ostream &out, const Match &match) {
-    out << (match.matched ? "matched" : "no match");
-    for (const std::string &capture : match.captures) {
-        out << " [" << capture << "]";
-    }
-    return out;
-}
+// "no", or "yes" and what each wildcard recorded.
+using Match = std::vector<std::string>;
 
 Match match(const std::string &subject, const std::string &pattern, int passed = 0) {
     const std::vector<char> text(subject.c_str(), subject.c_str() + subject.size() + 1);
     std::array<const char *, MIM_CAPTURES> starts{};
     std::array<int, MIM_CAPTURES> lengths{};
     const int result = mim_MatchRulePattern(text.data(), pattern.c_str(), starts.data(), lengths.data(), passed);
-    Match match{result == 1, {}};
+    Match match{result == 1 ? "yes" : "no"};
     for (std::size_t i = 0; i < MIM_CAPTURES; ++i) {
         if (starts[i] != nullptr) {
-            match.captures.emplace_back(starts[i], static_cast<std::size_t>(lengths[i]));
+            match.emplace_back(starts[i], static_cast<std::size_t>(lengths[i]));
         }
     }
     return match;
@@ -64,47 +51,29 @@ TEST(Matcher, MatchesTheWholeSubject) {
         const char *name, *subject, *pattern;
         Match want;
     } rows[] = {
-        {"case", "jdoe@Host", "JDOE$*", {true, {"@Host"}}},
-        {"quoted local part", R"("a@b"@c)", "$*@$*", {true, {R"("a@b")", "c"}}},
-        {"shortest first", "a.b.c", "$*.$*", {true, {"a", "b.c"}}},
-        {"empty run", "@x", "$*@$*", {true, {"", "x"}}},
-        {"at least one", "@x", "$+@$*", {false, {}}},
-        {"blank and dollar", "a b$c", "a$_b$$c", {true, {}}},
-        {"unknown item", "a", "$x", {false, {}}},
-        {"lone dollar", "$", "$", {false, {}}},
-        {"anchored at the end", "ab", "a", {false, {}}},
-        {"empty", "", "", {true, {}}},
-        {"empty and wildcard", "", "$*", {true, {""}}},
-        {"empty and plus", "", "$+", {false, {}}},
-        {"no end inside brackets", "u@[a.b]", "$*.$*", {false, {}}},
-        {"end after a further bracket", "[a]]b", "$*b", {true, {"[a]]"}}},
-        {"not just after a group", "[a]b", "$*b", {false, {}}},
-        {"open quote runs to the end", "a\"b@c", "$*@$*", {false, {}}},
-        {"group inside quotes hides the quote", "\"(\"@c", "$*@c", {false, {}}},
-        {"ninth and tenth",
-         "abcdefghij",
-         "$+$+$+$+$+$+$+$+$+$+",
-         {true, {"a", "b", "c", "d", "e", "f", "g", "h", "i"}}},
-        {"8-bit", "\xE4@h", "\xE4$*", {true, {"@h"}}},
-        {"no 8-bit case", "\xE4", "\xC4", {false, {}}},
+        {"case", "jdoe@Host", "JDOE$*", {"yes", "@Host"}},
+        {"quoted local part", R"("a@b"@c)", "$*@$*", {"yes", R"("a@b")", "c"}},
+        {"unknown item", "a", "$x", {"no"}},
+        {"lone dollar", "$", "$", {"no"}},
+        {"nine kept", "abcdefghij", "$+$+$+$+$+$+$+$+$+$+", {"yes", "a", "b", "c", "d", "e", "f", "g", "h", "i"}},
+        {"8-bit", "\xE4@h", "\xE4$*", {"yes", "@h"}},
+        {"no 8-bit case", "\xE4", "\xC4", {"no"}},
     };
     for (const auto &row : rows) {
         EXPECT_EQ(match(row.subject, row.pattern), row.want) << row.name;
     }
-    EXPECT_EQ(match("ab", "$+$+", 8), (Match{true, {"a"}})) << "counts the wildcards gone before";
-    EXPECT_EQ(match("ab", "$+$+", 9), (Match{true, {}}));
+    EXPECT_EQ(match("ab", "$+$+", 8), (Match{"yes", "a"})) << "counts the wildcards gone before";
+    EXPECT_EQ(match("ab", "$+$+", 9), (Match{"yes"}));
 }
 
 // The search as it is described, for texts without embedded zero bytes.
 bool match_slowly(const char *subject, const char *pattern, std::vector<std::string> &captures) {
     const auto upper = [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 32) : c; };
-    for (; *pattern != '\0' && *pattern != '$'; ++pattern, ++subject) {
-        if (upper(*pattern) != upper(*subject)) {
-            return false;
-        }
-    }
     if (*pattern == '\0') {
         return *subject == '\0';
+    }
+    if (*pattern != '$') {
+        return upper(*pattern) == upper(*subject) && match_slowly(subject + 1, pattern + 1, captures);
     }
     if (pattern[1] == '$' || pattern[1] == '_') {
         return *subject == (pattern[1] == '$' ? '$' : ' ') && match_slowly(subject + 1, pattern + 2, captures);
@@ -147,33 +116,28 @@ TEST(Matcher, AgreesWithTheDescribedSearch) {
         for (auto items = random() % 6; items > 0; --items) {
             pattern += pattern_items[random() % pattern_items.size()];
         }
-        Match want{false, {}};
-        want.matched = match_slowly(subject.c_str(), pattern.c_str(), want.captures);
-        matched += want.matched ? 1 : 0;
+        Match want;
+        const bool matches = match_slowly(subject.c_str(), pattern.c_str(), want);
+        want.insert(want.begin(), matches ? "yes" : "no");
+        matched += matches ? 1 : 0;
         ASSERT_EQ(match(subject, pattern), want) << "subject " << subject << " pattern " << pattern;
     }
     EXPECT_GT(matched, 10000) << "the texts must exercise both answers";
 }
 
 TEST(Matcher, StaysBoundedOnHostileTexts) {
-    std::string nested_wildcards;
+    const std::string nested_wildcards = "$*a$*a$*a$*a$*a$*a$*a$*a$*a$*a";
     std::string many_wildcards;
-    for (int i = 0; i < 10; ++i) {
-        nested_wildcards += "$*a";
-    }
     for (int i = 0; i < 126; ++i) {
         many_wildcards += "$*";
     }
-    const std::string dots(2048, '.');
     const std::string letters(2048, 'a');
-    const std::string brackets(2048, '[');
-    const std::string quotes(2048, '"');
-    EXPECT_FALSE(match(dots, "$*.$*.$*@$*").matched);
-    EXPECT_FALSE(match(letters, nested_wildcards + "b").matched);
-    EXPECT_FALSE(match(letters, many_wildcards + "b").matched);
-    EXPECT_FALSE(match(brackets, "$*[" + nested_wildcards + "b").matched);
-    EXPECT_FALSE(match(quotes + letters, many_wildcards + "b").matched);
-    EXPECT_TRUE(match(std::string(100000, 'a') + "b", "$*a$*a$*b").matched) << "past the subject of a rule";
+    EXPECT_EQ(match(std::string(2048, '.'), "$*.$*.$*@$*"), Match{"no"});
+    EXPECT_EQ(match(letters, nested_wildcards + "b"), Match{"no"});
+    EXPECT_EQ(match(letters, many_wildcards + "b"), Match{"no"});
+    EXPECT_EQ(match(std::string(2048, '['), "$*[" + nested_wildcards + "b"), Match{"no"});
+    EXPECT_EQ(match(std::string(2048, '"') + letters, many_wildcards + "b"), Match{"no"});
+    EXPECT_EQ(match(std::string(100000, 'a') + "b", "$*a$*a$*b").front(), "yes") << "past the subject of a rule";
 }
 
 std::string apply(std::string_view subject, const char *pattern, const char *replacement, int *stop = nullptr) {
