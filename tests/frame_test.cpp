@@ -8,40 +8,13 @@
 #include <string>
 #include <vector>
 
-#include "failure.h"
+#include "er_capture.h"
 #include "frame.h"
 #include "mim.h"
 #include "service_spy.h"
 #include "temp_home.h"
 
 namespace {
-
-// The trace announcements of a test, as "> name class" and "< name class".
-class TraceRecorder {
-  public:
-    explicit TraceRecorder(int level) {
-        er_SubSystemLoggingLevel = level;
-        er_SetTraceSink(
-            [](void *context, const er_trace_event *event) { static_cast<TraceRecorder *>(context)->add(*event); },
-            this);
-    }
-    TraceRecorder(const TraceRecorder &) = delete;
-    TraceRecorder &operator=(const TraceRecorder &) = delete;
-    ~TraceRecorder() {
-        er_SetTraceSink(nullptr, nullptr);
-        er_SubSystemLoggingLevel = 0;
-    }
-
-    std::vector<std::string> events;
-
-  private:
-    void add(const er_trace_event &event) {
-        if (event.kind == er_trace_event::ER_TRACE_ENTRY || event.kind == er_trace_event::ER_TRACE_EXIT) {
-            const char *mark = event.kind == er_trace_event::ER_TRACE_ENTRY ? "> " : "< ";
-            events.push_back(mark + std::string{event.function} + " " + std::to_string(event.trace_class));
-        }
-    }
-};
 
 TEST(Trace, EachFunctionAnnouncesItselfInItsClass) {
     const TempHome home;
@@ -74,10 +47,10 @@ TEST(Trace, EachFunctionAnnouncesItselfInItsClass) {
         {"mim_RemoveQuotes", 21, [&] { mim_RemoveQuotes(text.data()); }},
         {"mim_SpaceTrimming", 21, [] { mim_SpaceTrimming(nullptr); }},
     };
-    er_SetLogSink([](void *, int, const char *) {}, nullptr);
+    const LogCapture log;  // kept from the system's
     for (const auto &row : rows) {
         for (const int level : {0, 9, 10}) {
-            const TraceRecorder trace{level};
+            const TraceCapture trace{level};
             row.call();
             const bool announced =
                 row.trace_class == 15 || row.trace_class == 17 || (row.trace_class != 0 && level > 9);
@@ -89,34 +62,16 @@ TEST(Trace, EachFunctionAnnouncesItselfInItsClass) {
             }
         }
     }
-    er_SetLogSink(nullptr, nullptr);
 }
 
-TEST(Trace, TestsTheLevelAtEntryAndAtExit) {
-    const auto events_when = [](int before, int after) {
-        const TraceRecorder trace{before};
-        mim::traced<mim::TraceClass::kHelper>("f", [after] { er_SubSystemLoggingLevel = after; });
-        const auto word = mim::traced<mim::TraceClass::kWords>("g", [] { return 5; });
-        EXPECT_EQ(word, 5);
-        return trace.events;
-    };
-    using Events = std::vector<std::string>;
-    EXPECT_EQ(events_when(10, 0), (Events{"> f 21"}));
-    EXPECT_EQ(events_when(0, 10), (Events{"< f 21", "> g 19", "< g 19"}));
-}
-
-TEST(Trace, UnwindingAnnouncesNoExit) {
-    const TraceRecorder trace{0};
-    EXPECT_TRUE(failure_of([] { mim::traced<mim::TraceClass::kMain>("f", [] { er_TracedEscape(1, 2, "t", 3); }); }));
-    EXPECT_EQ(trace.events, (std::vector<std::string>{"> f 17"}));
-}
-
-// The steps of `region` as the calls of the error service, with "clean-up" where `clean_up` runs.
+// The steps of `region` as the calls of the error service, with "clean-up" where `clean_up` runs,
+// and "on" at the end, unless a failure goes on.
 std::vector<std::string> steps_of(const std::function<void(std::vector<std::string> &)> &region) {
     std::vector<std::string> calls;
     failure_of([&] {
         spy::record_error_calls(&calls);
         region(calls);
+        calls.emplace_back("on");
         spy::record_error_calls(nullptr);  // the rest is the catcher's
     });
     spy::record_error_calls(nullptr);
@@ -131,7 +86,6 @@ TEST(Region, TakesItsStepsInOrder) {
         return steps_of([=](Steps &calls) {
             mim::protected_region(
                 "t", body, [&calls] { calls.emplace_back("clean-up"); }, disposal);
-            calls.emplace_back("on");
         });
     };
     EXPECT_EQ(protect([] {}), (Steps{"SetCurrEnv", "SetCurrEnv", "on"}));
@@ -145,28 +99,25 @@ TEST(Region, TakesItsStepsInOrder) {
     EXPECT_EQ(persistent, passed_on);
 
     for (const auto &body : {std::function<void()>{raise}, std::function<void()>{raise_persistent}}) {
-        EXPECT_EQ(steps_of([&](Steps &calls) {
-                      mim::ignoring_region(body);
-                      calls.emplace_back("on");
-                  }),
+        EXPECT_EQ(steps_of([&](Steps & /*calls*/) { mim::ignoring_region(body); }),
                   (Steps{"RecordStatus", "SetCurrEnv", "RestoreStatus", "SetCurrEnv", "on"}));
-        EXPECT_EQ(steps_of([&](Steps &calls) {
-                      mim::clean_up_quietly(body);
-                      calls.emplace_back("on");
-                  }),
+        EXPECT_EQ(steps_of([&](Steps & /*calls*/) { mim::clean_up_quietly(body); }),
                   (Steps{"RecordStatus", "SetCurrEnv", "SetCurrEnv", "RestoreStatus", "on"}));
     }
 }
 
 TEST(Region, AFailingCleanUpDoesNotReplaceTheFailure) {
-    er_environment *const before = er_GetCurrEnv();
-    const auto failure = failure_of([] {
+    er_environment outer{};
+    const auto failure = failure_of([&outer] {
+        er_SetCurrEnv(&outer);
         mim::protected_region(
             "t", [] { er_PersistentEscape(1, 2, "t", 3); },
             [] { mim::clean_up_quietly([] { er_TracedEscape(4, 5, "t", 6); }); });
     });
     EXPECT_TRUE(is_failure(failure, 1, 2));
-    EXPECT_EQ(er_GetCurrEnv(), before);
+    EXPECT_NE(outer.jump_value, 0);
+    EXPECT_EQ(er_GetLive(), 0) << "it is over outside of all handlers";
+    EXPECT_EQ(er_GetCurrEnv(), nullptr);
 }
 
 }  // namespace

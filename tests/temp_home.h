@@ -49,8 +49,6 @@ class TempHome {
     // The real name of the file sys/NAME.
     [[nodiscard]] std::filesystem::path path(const char *name) const { return directory_ / "sys" / name; }
 
-    [[nodiscard]] const std::filesystem::path &directory() const { return directory_; }
-
   private:
     std::filesystem::path directory_;
 };

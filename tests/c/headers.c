@@ -36,5 +36,7 @@ int main(void) {
     faults += expect("number of the failure", failure.number, NUMBER);
     faults += expect("er_Try of a body that returns", er_Try(compare_names, &equal), 0);
     faults += expect("mim_StrCaseCmp", equal, 1);
+    faults +=
+        expect("mim_StrCaseCmp of other texts", mim_StrCaseCmp("[\xE4", "{\xC4") + mim_StrCaseCmp("a", "ab"), 0);
     return faults != 0;
 }
