@@ -64,6 +64,18 @@ TEST(Trace, EachFunctionAnnouncesItselfInItsClass) {
     }
 }
 
+TEST(Trace, TestsTheLevelAtEntryAndAtExit) {
+    using Events = std::vector<std::string>;
+    const auto events_when = [](int before, int after) {
+        const TraceCapture trace{before};
+        mim::traced<mim::TraceClass::kHelper>("f", [after] { er_SubSystemLoggingLevel = after; });
+        EXPECT_EQ(mim::traced<mim::TraceClass::kWords>("g", [] { return 5; }), 5);
+        return trace.events;
+    };
+    EXPECT_EQ(events_when(10, 9), (Events{"> f 21"}));
+    EXPECT_EQ(events_when(9, 10), (Events{"< f 21", "> g 19", "< g 19"}));
+}
+
 // The steps of `region` as the calls of the error service, with "clean-up" where `clean_up` runs,
 // and "on" at the end, unless a failure goes on.
 std::vector<std::string> steps_of(const std::function<void(std::vector<std::string> &)> &region) {
