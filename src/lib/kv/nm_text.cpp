@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <bitset>
 #include <charconv>
 #include <cstddef>
@@ -67,6 +68,7 @@ constexpr text::CharSet kMarks{"/=\\"};
 constexpr text::CharSet kEscaped = kMarks | text::kControls;
 constexpr text::CharSet kSeparators{std::string_view{"\0\x17\x1D", 3}};
 constexpr int kNoField = -1;
+constexpr int kMapWordBits = 32;
 constexpr std::size_t kUnitCount = NM_OU4 - NM_OU1 + 1;
 constexpr std::size_t kDdaCount = (NM_DDA4_VALUE - NM_DDA1_TYPE + 1) / 2;
 
@@ -100,17 +102,16 @@ class TextWriter {
     }
 
     std::size_t write() {
+        std::array<std::uint32_t, NM_MAP_WORDS> present{};
+        nm_GetFieldMaps(&index_, present.data());
         write_form(Form::kPlain);
         write_attribute({}, kInternetKeyword, {}, NM_INTERNET_ADDRESS);
-        if (has_t61_forms()) {
+        if ((present[NM_T61 / kMapWordBits] | present[(NM_T61 + NM_COMMON_NAME) / kMapWordBits]) != 0) {
             write_form(Form::kT61);
         }
-        for (int field = 0; field < NM_FIELD_COUNT; ++field) {
-            if (!value_of(field).empty() && !kv::has_keyword(field)) {
-                std::array<char, 3> digits{};
-                const char *end = std::to_chars(digits.data(), digits.data() + digits.size(), field).ptr;
-                write_attribute({}, kFieldPrefix,
-                                {digits.data(), static_cast<std::size_t>(end - digits.data())}, field);
+        for (std::size_t word = 0; word < present.size(); ++word) {
+            for (std::uint32_t bits = present[word]; bits != 0; bits &= bits - 1) {
+                write_if_without_keyword(static_cast<int>(word) * kMapWordBits + std::countr_zero(bits));
             }
         }
         if (wrote_any_) {
@@ -122,10 +123,13 @@ class TextWriter {
   private:
     [[nodiscard]] std::string_view value_of(int field) const { return kv::field_text(orn_, index_, field); }
 
-    [[nodiscard]] bool has_t61_forms() const {
-        std::array<std::uint32_t, NM_MAP_WORDS> maps{};
-        nm_GetFieldMaps(&index_, maps.data());
-        return (maps[NM_T61 / 32] | maps[(NM_T61 + NM_COMMON_NAME) / 32]) != 0;
+    void write_if_without_keyword(int field) {
+        if (!kv::has_keyword(field)) {
+            std::array<char, 3> digits{};
+            const char *end = std::to_chars(digits.data(), digits.data() + digits.size(), field).ptr;
+            write_attribute({}, kFieldPrefix, {digits.data(), static_cast<std::size_t>(end - digits.data())},
+                            field);
+        }
     }
 
     void write_form(Form form) {

@@ -62,6 +62,14 @@ void refill(os_file &file) {
     file.at_end = count == 0 || (file.regular && file.end < kStreamBufferSize);
 }
 
+// Whether there is a byte left to give out, read from the file if need be.
+bool has_more(os_file &file) {
+    if (file.begin == file.end && !file.at_end) {
+        refill(file);
+    }
+    return file.begin != file.end;
+}
+
 }  // namespace
 
 int os_fexists(const char *path) {
@@ -100,21 +108,13 @@ os_file *os_fopen(const char *path, const char *mode) {
 int os_fgets(char *buffer, int capacity, os_file *file) {
     const auto room = static_cast<std::size_t>(capacity) - 1;
     std::size_t stored = 0;
-    bool complete = false;
-    while (!complete && stored < room) {
-        if (file->begin == file->end) {
-            if (file->at_end) {
-                break;
-            }
-            refill(*file);
-            continue;
-        }
+    const char *newline = nullptr;
+    while (newline == nullptr && stored < room && has_more(*file)) {
         const char *next = file->buffer + file->begin;
-        std::size_t take = std::min(room - stored, file->end - file->begin);
-        if (const void *newline = std::memchr(next, '\n', take); newline != nullptr) {
-            take = static_cast<std::size_t>(static_cast<const char *>(newline) - next) + 1;
-            complete = true;
-        }
+        const std::size_t available = std::min(room - stored, file->end - file->begin);
+        newline = static_cast<const char *>(std::memchr(next, '\n', available));
+        const std::size_t take =
+            newline != nullptr ? static_cast<std::size_t>(newline - next) + 1 : available;
         std::memcpy(buffer + stored, next, take);
         stored += take;
         file->begin += take;
