@@ -136,7 +136,7 @@ int replace_domain(char *orn, nm_index *index, char *list, char *rest, bool exte
 // The best entry for a domain while the map is read.
 struct BestEntry {
     std::size_t key_length = 0;
-    std::array<char, kMapLineCapacity> attributes{};
+    std::array<char, kMapLineCapacity> attributes;  // without a value until there is a key
 };
 
 // Whether a key of `key_length` characters can be a whole-label suffix of the domain.
@@ -194,7 +194,7 @@ int lookup_domain(const char *path, const char *domain, char *orn, nm_index *ind
     if (os_fexists(path) == 0) {
         return 0;
     }
-    BestEntry best;
+    BestEntry best;  // NOLINT(*-member-init)
     mim::LineFile file;
     mim::protected_region(
         mim::kArpOrnFile,

@@ -6,54 +6,25 @@
 // and taken over whole, and a text that is one run of the input is copied only into its output. The input is
 // first copied to where some bytes behind its end can be read, so that scans and copies take whole blocks.
 
-#include <algorithm>
 #include <array>
-#include <bit>
 #include <cstddef>
 #include <cstring>
 #include <string_view>
 
-#ifdef __SSE2__
-#include <emmintrin.h>
-#endif
-
 #include "frame.h"
 #include "mim.h"
 #include "text/ascii.h"
+#include "text/scan.h"
 #include "text/writer.h"
 
 namespace {
 
 using mim::TraceClass;
+using text::find_any;
+using text::kBlock;
+using text::PaddedView;
 
 constexpr std::size_t kEscapedPair = 2;  // a backslash and the character after it
-constexpr std::size_t kBlock = 16;       // bytes that scans and copies take at a time
-
-// A text with kBlock readable bytes behind its end.
-using PaddedView = std::string_view;
-
-// The first place from `from` on that holds one of `kStops`; the size when there is none.
-template <char... kStops>
-std::size_t find_any(PaddedView text, std::size_t from) {
-#ifdef __SSE2__
-    for (; from < text.size(); from += kBlock) {
-        const auto block = _mm_loadu_si128(reinterpret_cast<const __m128i *>(text.data() + from));
-        const auto hits = (_mm_cmpeq_epi8(block, _mm_set1_epi8(kStops)) | ...);
-        const auto places = static_cast<unsigned>(_mm_movemask_epi8(hits));
-        if (places != 0) {
-            return std::min(text.size(), from + static_cast<std::size_t>(std::countr_zero(places)));
-        }
-    }
-#else
-    for (; from < text.size(); ++from) {
-        if (((text[from] == kStops) || ...)) {
-            return from;
-        }
-    }
-#endif
-    return text.size();
-}
-
 // The place of the quote that closes a quoted string whose content begins at `from`; the size when it never
 // closes.
 std::size_t find_quoted_end(PaddedView text, std::size_t from) {

@@ -12,6 +12,7 @@
 #include "nesting.h"
 #include "rule_pattern.h"
 #include "text/ascii.h"
+#include "text/scan.h"
 #include "text/writer.h"
 
 namespace {
@@ -21,8 +22,6 @@ using mim::TraceClass;
 constexpr int kRuleLineCapacity = 256;  // a line of at most 255 characters and its terminator
 constexpr char kComment = '#';
 constexpr text::CharSet kTokenDelimiters{" \t\n"};
-constexpr text::CharSet kTokenEnds =
-    kTokenDelimiters | text::CharSet::range('\0', '\0') | text::CharSet::range(kComment, kComment);
 
 // What the start of a replacement says.
 enum class Mode { kRepeat, kOnce, kOnceAndStop };
@@ -68,35 +67,25 @@ void build_result(std::string_view form, const CaptureStarts &starts, const Capt
     }
 }
 
-// Takes the next token of a terminated line from `place` on, and terminates it; empty at the end of the line,
-// which a
-// "#" is too.
-char *next_token(char *&place) {
-    while (kTokenDelimiters.contains(*place)) {
-        ++place;
-    }
-    char *const token = place;
-    while (!kTokenEnds.contains(*place)) {
-        ++place;
-    }
-    const bool is_last = *place == '\0' || *place == kComment;
-    *place = '\0';
-    place += is_last ? 0 : 1;
-    return token;
-}
+// A line of a rules file, which is cut apart into tokens in place.
+struct RuleLine {
+    std::array<char, kRuleLineCapacity + text::kBlock> text{};
+    std::size_t length = 0;
+    std::size_t place = 0;  // where what is not yet taken begins
 
-// A rule of a rules file, as zero-terminated texts inside its line.
-struct Rule {
-    const char *pattern;
-    const char *replacement;
+    // Takes the next token and terminates it; empty at the end, which a "#" or a zero byte is too.
+    const char *next_token() {
+        while (place < length && kTokenDelimiters.contains(text[place])) {
+            ++place;
+        }
+        const char *token = text.data() + place;
+        place = text::find_any<' ', '\t', '\n', kComment, '\0'>({text.data(), length}, place);
+        const bool is_last = place == length || !kTokenDelimiters.contains(text[place]);
+        text[place] = '\0';
+        place = is_last ? length : place + 1;
+        return token;
+    }
 };
-
-// Cuts `line` (in-out) apart into a rule; returns false when it holds none.
-bool read_rule(char *line, Rule &rule) {
-    rule.pattern = next_token(line);
-    rule.replacement = next_token(line);
-    return *rule.replacement != '\0';
-}
 
 void process_rule(char *subject, const char *pattern, const char *replacement, int *stop) {
     *stop = 0;
@@ -133,12 +122,19 @@ void mim::apply_rules_file(const char *path, const char *text, void (*prepare)(c
         }
         text::copy_text({text, strnlen(text, MIM_SUBJECT_SIZE - 1)}, subject, MIM_SUBJECT_SIZE);
         prepare(subject);
-        std::array<char, kRuleLineCapacity> line;  // NOLINT(*-member-init): filled by the next call
+        RuleLine line;
         int stop = 0;
-        while (stop == 0 && file.read(line.data(), kRuleLineCapacity) != 0) {
-            Rule rule{};
-            if (read_rule(line.data(), rule)) {
-                mim_ProcessRule(subject, rule.pattern, rule.replacement, &stop);
+        while (stop == 0) {
+            const int count = file.read(line.text.data(), kRuleLineCapacity);
+            if (count == 0) {
+                return;
+            }
+            line.length = static_cast<std::size_t>(count);
+            line.place = 0;
+            const char *pattern = line.next_token();
+            const char *replacement = line.next_token();
+            if (*replacement != '\0') {
+                mim_ProcessRule(subject, pattern, replacement, &stop);
             }
         }
     });
