@@ -81,6 +81,13 @@ void describe(const er_identity &identity, char *out, std::size_t capacity) {
                   identity.line);
 }
 
+// Kept out of er_RealLogProc, which then needs no frame as long as nobody listens.
+[[gnu::noinline]] void trace_call(int trace_class, const char *function, int entry) {
+    const auto kind = entry != 0 ? er_trace_event::ER_TRACE_ENTRY : er_trace_event::ER_TRACE_EXIT;
+    const er_trace_event event{kind, trace_class, function, {}};
+    sinks.trace(sinks.trace_context, &event);
+}
+
 std::terminate_handler next_terminate_handler = nullptr;
 
 // Says in one line which failure ended the process; any other exception is the previous handler's.
@@ -286,9 +293,7 @@ void er_CheckShutdown(void) {
 
 void er_RealLogProc(int trace_class, const char *function, int entry) {
     if (sinks.trace != nullptr) {
-        const auto kind = entry != 0 ? er_trace_event::ER_TRACE_ENTRY : er_trace_event::ER_TRACE_EXIT;
-        const er_trace_event event{kind, trace_class, function, {}};
-        sinks.trace(sinks.trace_context, &event);
+        trace_call(trace_class, function, entry);
     }
 }
 

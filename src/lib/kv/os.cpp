@@ -1,13 +1,11 @@
 // Files over POSIX descriptors with a buffer of their own, heap blocks, and the message catalogue's calls.
 //
 // A file is opened without waiting (O_NONBLOCK), so that a pipe in a file's place is an empty or unreadable
-// file and never a hang. A short read of a regular file is taken as its end, which saves the second read of
-// every small file.
+// file and never a hang.
 
 #include "os.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -31,13 +29,12 @@ constexpr std::size_t kStreamBufferSize = 65536;
 }  // namespace
 
 struct os_file {
-    explicit os_file(int opened, bool is_regular) : descriptor(opened), regular(is_regular) {}
+    explicit os_file(int opened) : descriptor(opened) {}
     os_file(const os_file &) = delete;
     os_file &operator=(const os_file &) = delete;
     ~os_file() { close(descriptor); }
 
     int descriptor;
-    bool regular;
     bool at_end = false;
     std::size_t begin = 0;  // the bytes read and not yet given out are [begin, end) of the buffer
     std::size_t end = 0;
@@ -47,19 +44,27 @@ struct os_file {
 
 namespace {
 
-// Reads the next block into the empty buffer; leaves it empty at the end of the file.
-void refill(os_file &file) {
-    er_CheckShutdown();
+// Reads the next block into the empty buffer, which stays empty at the end of the file. Returns 0, or what
+// read(2) says is wrong.
+int fill(os_file &file) {
     ssize_t count = 0;
     do {
         count = read(file.descriptor, file.buffer, kStreamBufferSize);
     } while (count < 0 && errno == EINTR);
     if (count < 0) {
-        er_TracedEscape(MES_SET_SERVER, kv::kReadFailed, "os", __LINE__);
+        return errno;
     }
     file.begin = 0;
     file.end = static_cast<std::size_t>(count);
-    file.at_end = count == 0 || (file.regular && file.end < kStreamBufferSize);
+    file.at_end = count == 0;
+    return 0;
+}
+
+void refill(os_file &file) {
+    er_CheckShutdown();
+    if (fill(file) != 0) {
+        er_TracedEscape(MES_SET_SERVER, kv::kReadFailed, "os", __LINE__);
+    }
 }
 
 // Whether there is a byte left to give out, read from the file if need be.
@@ -92,15 +97,16 @@ os_file *os_fopen(const char *path, const char *mode) {
     if (descriptor < 0) {
         return nullptr;
     }
-    struct stat status {};
-    if (fstat(descriptor, &status) != 0 || S_ISDIR(status.st_mode)) {
-        close(descriptor);
-        return nullptr;
-    }
-    auto *file = new (std::nothrow) os_file{descriptor, S_ISREG(status.st_mode)};
+    auto *file = new (std::nothrow) os_file{descriptor};
     if (file == nullptr) {
         close(descriptor);
         kv::raise_no_memory("os", __LINE__);
+    }
+    // A directory opens like a file, and only the first read tells. Any other fault is told when it is read
+    // on.
+    if (fill(*file) == EISDIR) {
+        delete file;
+        return nullptr;
     }
     return file;
 }

@@ -3,6 +3,7 @@
 // The whole address goes into DDA 1, so that nothing is lost; the surname and the routing fields are what
 // people and routing see of it. Each step leaves its result in the O/R name before the next begins.
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 #include <memory>
@@ -46,7 +47,8 @@ constexpr int kUnknownCharsetSet = 100;
 constexpr int kUnknownCharsetMessage = 811;
 
 constexpr CharSet kSurnameCharacters = text::kLetters | text::kDigits | CharSet{" '()+-/:=?.,"};
-constexpr CharSet kDropped{"\"\\"};
+constexpr const char *kDroppedCharacters = "\"\\";
+constexpr CharSet kDropped{kDroppedCharacters};
 constexpr CharSet kBlank{" "};
 // The control characters that separate fields or switch character sets in texts of the server, kept as they
 // are.
@@ -294,8 +296,9 @@ void mim_SetOrgUAddress(char *orn, nm_index *index, int node_type) {
 
 void mim_RemoveQuotes(char *text) {
     mim::traced<TraceClass::kHelper>(__func__, [&] {
-        std::size_t length = 0;
-        for (const char *c = text; *c != '\0' && length < MIM_MAX_TEXT; ++c) {
+        // Most texts hold none of them, and stay as they are up to their limit.
+        std::size_t length = std::min<std::size_t>(std::strcspn(text, kDroppedCharacters), MIM_MAX_TEXT);
+        for (const char *c = text + length; *c != '\0' && length < MIM_MAX_TEXT; ++c) {
             text[length] = *c;
             length += kDropped.contains(*c) ? 0 : 1;
         }

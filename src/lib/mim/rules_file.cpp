@@ -12,7 +12,6 @@
 #include "nesting.h"
 #include "rule_pattern.h"
 #include "text/ascii.h"
-#include "text/scan.h"
 #include "text/writer.h"
 
 namespace {
@@ -20,8 +19,8 @@ namespace {
 using mim::TraceClass;
 
 constexpr int kRuleLineCapacity = 256;  // a line of at most 255 characters and its terminator
-constexpr char kComment = '#';
 constexpr text::CharSet kTokenDelimiters{" \t\n"};
+constexpr text::CharSet kTokenEnds = kTokenDelimiters | text::CharSet{std::string_view{"#\0", 2}};
 
 // What the start of a replacement says.
 enum class Mode { kRepeat, kOnce, kOnceAndStop };
@@ -67,32 +66,40 @@ void build_result(std::string_view form, const CaptureStarts &starts, const Capt
     }
 }
 
-// A line of a rules file, which is cut apart into tokens in place.
-struct RuleLine {
-    std::array<char, kRuleLineCapacity + text::kBlock> text{};
-    std::size_t length = 0;
-    std::size_t place = 0;  // where what is not yet taken begins
-
-    // Takes the next token and terminates it; empty at the end, which a "#" or a zero byte is too.
-    const char *next_token() {
-        while (place < length && kTokenDelimiters.contains(text[place])) {
-            ++place;
-        }
-        const char *token = text.data() + place;
-        place = text::find_any<' ', '\t', '\n', kComment, '\0'>({text.data(), length}, place);
-        const bool is_last = place == length || !kTokenDelimiters.contains(text[place]);
-        text[place] = '\0';
-        place = is_last ? length : place + 1;
-        return token;
+// Takes the next token of a terminated line from `place` on; empty at the end, which a "#" is too. It goes
+// byte by byte: a line was only just copied, and a wider load would have to wait for the copy's stores.
+std::string_view next_token(const char *&place) {
+    while (kTokenDelimiters.contains(*place)) {
+        ++place;
     }
+    const char *const begin = place;
+    while (!kTokenEnds.contains(*place)) {
+        ++place;
+    }
+    return {begin, static_cast<std::size_t>(place - begin)};
+}
+
+// The text that rules rewrite, in a buffer of MIM_SUBJECT_SIZE bytes.
+struct Subject {
+    char *text;
+    std::size_t length;
+
+    [[nodiscard]] std::string_view view() const { return {text, length}; }
+
+    void set(std::string_view result) { length = text::copy_text(result, text, MIM_SUBJECT_SIZE); }
 };
 
-void process_rule(char *subject, const char *pattern, const char *replacement, int *stop) {
+bool match(std::string_view subject, std::string_view pattern, const mim::Captures &captures) {
+    return mim::traced<TraceClass::kMain>(
+        "mim_MatchRulePattern", [&] { return mim::match_rule_pattern(subject, pattern, captures); });
+}
+
+void rewrite(Subject &subject, std::string_view pattern, std::string_view replacement, int *stop) {
     *stop = 0;
     for (int application = 0; application < MIM_MAX_APPLICATIONS; ++application) {
         CaptureStarts starts{};
         CaptureLengths lengths{};
-        if (mim_MatchRulePattern(subject, pattern, starts.data(), lengths.data(), 0) == 0) {
+        if (!match(subject.view(), pattern, {starts.data(), lengths.data(), MIM_CAPTURES, 0})) {
             return;
         }
         const auto [mode, form] = read_replacement(replacement);
@@ -102,12 +109,15 @@ void process_rule(char *subject, const char *pattern, const char *replacement, i
         std::array<char, MIM_MAX_REWRITE + 1> result;  // NOLINT(*-member-init): filled by the writer
         text::Writer out{result.data(), result.size()};
         build_result(form, starts, lengths, out);
-        const std::size_t length = std::min<std::size_t>(out.finish(), MIM_MAX_REWRITE);
-        std::memcpy(subject, result.data(), length + 1);
+        subject.set({result.data(), std::min<std::size_t>(out.finish(), MIM_MAX_REWRITE)});
         if (mode != Mode::kRepeat) {
             return;
         }
     }
+}
+
+void process_rule(Subject &subject, std::string_view pattern, std::string_view replacement, int *stop) {
+    mim::traced<TraceClass::kMain>("mim_ProcessRule", [&] { rewrite(subject, pattern, replacement, stop); });
 }
 
 }  // namespace
@@ -122,19 +132,15 @@ void mim::apply_rules_file(const char *path, const char *text, void (*prepare)(c
         }
         text::copy_text({text, strnlen(text, MIM_SUBJECT_SIZE - 1)}, subject, MIM_SUBJECT_SIZE);
         prepare(subject);
-        RuleLine line;
+        Subject rewritten{subject, std::strlen(subject)};
+        std::array<char, kRuleLineCapacity> line;  // NOLINT(*-member-init): filled by the next call
         int stop = 0;
-        while (stop == 0) {
-            const int count = file.read(line.text.data(), kRuleLineCapacity);
-            if (count == 0) {
-                return;
-            }
-            line.length = static_cast<std::size_t>(count);
-            line.place = 0;
-            const char *pattern = line.next_token();
-            const char *replacement = line.next_token();
-            if (*replacement != '\0') {
-                mim_ProcessRule(subject, pattern, replacement, &stop);
+        while (stop == 0 && file.read(line.data(), kRuleLineCapacity) != 0) {
+            const char *place = line.data();
+            const std::string_view pattern = next_token(place);
+            const std::string_view replacement = next_token(place);
+            if (!replacement.empty()) {
+                process_rule(rewritten, pattern, replacement, &stop);
             }
         }
     });
@@ -142,15 +148,14 @@ void mim::apply_rules_file(const char *path, const char *text, void (*prepare)(c
 }
 
 void mim_ProcessRule(char *subject, const char *pattern, const char *replacement, int *stop) {
-    mim::traced<TraceClass::kMain>(__func__, [&] { process_rule(subject, pattern, replacement, stop); });
+    Subject rewritten{subject, std::strlen(subject)};
+    process_rule(rewritten, pattern, replacement, stop);
 }
 
 int mim_MatchRulePattern(const char *subject, const char *pattern, const char **starts, int *lengths,
                          int wildcards_passed) {
-    return mim::traced<TraceClass::kMain>(__func__, [&] {
-        const auto passed = static_cast<std::size_t>(std::max(wildcards_passed, 0));
-        return mim::match_rule_pattern(subject, pattern, {starts, lengths, MIM_CAPTURES, passed}) ? 1 : 0;
-    });
+    const auto passed = static_cast<std::size_t>(std::max(wildcards_passed, 0));
+    return match(subject, pattern, {starts, lengths, MIM_CAPTURES, passed}) ? 1 : 0;
 }
 
 int mim_ScanArpaStrForSpecialChar(const char *text, char target) {
