@@ -11,9 +11,6 @@ namespace tool {
 
 namespace {
 
-constexpr std::size_t kPartSize = 1024;  // what the parser asks of each buffer
-constexpr std::size_t kLongestAddress = kPartSize - 1;
-
 // Parts stand between quotes in their column, so a quote is escaped too, and the backslash with it.
 constexpr text::CharSet kQuotedSpecials = kColumnSpecials | text::CharSet{"\"\\"};
 
@@ -22,7 +19,7 @@ constexpr std::array<const char *, kPartCount> kPartNames = {"phrase", "address"
 
 class Parse : public Conversion {
   public:
-    [[nodiscard]] std::size_t longest_item() const override { return kLongestAddress; }
+    [[nodiscard]] std::size_t longest_item() const override { return MIM_MAX_ADDRESS; }
 
     void convert(const char *item, Answer &answer) override {
         mim_parse_address(item, parts_[kPhrase].data(), parts_[kAddress].data(), parts_[kRoute].data(),
@@ -47,7 +44,7 @@ class Parse : public Conversion {
         column += '"';
     }
 
-    std::array<std::array<char, kPartSize>, kPartCount> parts_{};
+    std::array<std::array<char, MIM_ADDRESS_SIZE>, kPartCount> parts_{};
 };
 
 }  // namespace

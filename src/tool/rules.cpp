@@ -11,16 +11,13 @@ namespace tool {
 
 namespace {
 
-constexpr std::size_t kLongestAddress = 1024;
-constexpr std::size_t kSurnameSize = 41;
-
 // The surname that the inbound rules make of an address.
 class RulesIn : public Conversion {
   public:
-    [[nodiscard]] std::size_t longest_item() const override { return kLongestAddress; }
+    [[nodiscard]] std::size_t longest_item() const override { return MIM_MAX_TEXT; }
 
     void convert(const char *item, Answer &answer) override {
-        std::array<char, kSurnameSize> surname{};
+        std::array<char, MIM_SURNAME_SIZE> surname{};
         mim_GetSurnameFromArpaORN(item, surname.data());
         answer.set(surname.data());
     }

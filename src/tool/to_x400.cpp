@@ -10,16 +10,11 @@ namespace tool {
 
 namespace {
 
-constexpr std::size_t kLongestAddress = 1024;
-
-// The flags of mim_ArpaToORN2.
-enum Flag : unsigned char { kTnefGateway = 1, kWriteCommonName = 2 };
-
 class ToX400 : public Conversion {
   public:
     explicit ToX400(unsigned char flags) : flags_(flags) {}
 
-    [[nodiscard]] std::size_t longest_item() const override { return kLongestAddress; }
+    [[nodiscard]] std::size_t longest_item() const override { return MIM_MAX_TEXT; }
 
     void convert(const char *item, Answer &answer) override {
         mim_ArpaToORN2(item, orn_.text.data(), &orn_.index, flags_);
@@ -40,8 +35,9 @@ void add_to_x400(CLI::App &parent, std::vector<Command> &commands) {
     const CLI::Option *addresses = add_items(*app, "ADDRESS");
     commands.push_back({app, [=](Session &session) {
                             require_home({kInboundRules, kGatewayMap});
-                            ToX400 conversion{static_cast<unsigned char>(
-                                (is_set(tnef) ? kTnefGateway : 0) | (is_set(cn) ? kWriteCommonName : 0))};
+                            ToX400 conversion{
+                                static_cast<unsigned char>((is_set(tnef) ? MIM_FLAG_TNEF : 0) |
+                                                           (is_set(cn) ? MIM_FLAG_COMMON_NAME : 0))};
                             convert_items(session, items_of(addresses), conversion);
                         }});
 }
