@@ -3,15 +3,13 @@
 // This header is the reference of libmim. It is C11 and C++20. What holds for every function:
 //
 // - Text arguments are zero-terminated, and bytes above 127 are ordinary characters. A pointer may be null
-// only where
-//   that is said. Buffers of one call must not overlap. The capacities that are given count the terminator;
-//   no function ever writes beyond them.
+//   only where that is said. Buffers of one call must not overlap. The capacities that are given count the
+//   terminator; no function ever writes beyond them.
 // - Letter case, white space and letters are those of ASCII, whatever the locale.
 // - Malformed text is no failure: it gives the result that is stated. A failure (er.h) comes from a service
-// below, such
-//   as a file that cannot be read or memory exhausted, and unwinds to the caller's handler; a C program calls
-//   through er_Try, or the failure ends the process. "Passes failures on" means that nothing of the function
-//   itself is held back by one: what it had written by then stays written.
+//   below, such as a file that cannot be read or memory exhausted, and unwinds to the caller's handler; a C
+//   program calls through er_Try, or the failure ends the process. "Passes failures on" means that nothing of
+//   the function itself is held back by one: what it had written by then stays written.
 // - An O/R name is a buffer of NM_ORN_SIZE bytes with its field index (nm.h). Both belong to the caller.
 // - The library takes no locks: call it from one thread at a time.
 //
@@ -46,13 +44,14 @@ enum {
 
 // Splits one address, as it stands in a header, into its parts.
 //
-// `text` (in): the address; of more than MIM_MAX_ADDRESS characters the first so many are read. The outputs
-// hold MIM_ADDRESS_SIZE bytes each and may be null; one that is not reached is empty. `phrase`: the display
-// phrase and the text of comments, without outer quotes and parentheses. `address`: the address proper with
-// its source route, quotes and escapes as written. `route`: the source route without its final colon.
-// `local_part`: the local part, without quotes and escapes when it was quoted.
-// `domain`: what follows the "@" that separates it, unchanged.
+// - `text` (in): the address; of more than MIM_MAX_ADDRESS characters the first so many are read.
+// - `phrase` (out): the display phrase and the text of comments, without outer quotes and parentheses.
+// - `address` (out): the address proper with its source route, quotes and escapes as written.
+// - `route` (out): the source route without its final colon.
+// - `local_part` (out): the local part, without quotes and escapes when it was quoted.
+// - `domain` (out): what follows the "@" that separates it, unchanged.
 //
+// Each output holds MIM_ADDRESS_SIZE bytes and may be null; one that is not reached is empty.
 // Every input has a result; what is unbalanced runs to the end. With a "<" outside quotes and comments, the
 // address is what stands between "<" and ">", and the rest is phrase. Allocates nothing and passes no failure
 // on.
