@@ -8,8 +8,6 @@ namespace tool {
 
 namespace {
 
-constexpr std::string_view kHexDigits = "0123456789ABCDEF";
-
 void append_escape(std::string &out, char c) {
     out += '\\';
     if (c == '\t') {
@@ -19,8 +17,8 @@ void append_escape(std::string &out, char c) {
     } else if (text::kControls.contains(c)) {
         const auto code = static_cast<unsigned char>(c);
         out += 'x';
-        out += kHexDigits[code >> 4U];
-        out += kHexDigits[code & 0x0FU];
+        out += text::kHexDigits[code >> 4U];
+        out += text::kHexDigits[code & 0x0FU];
     } else {
         out += c;
     }

@@ -60,6 +60,8 @@ inline constexpr CharSet kDigits = CharSet::range('0', '9');
 inline constexpr CharSet kWhiteSpace{" \t\n\v\f\r"};
 inline constexpr CharSet kControls = CharSet::range('\0', '\x1F') | CharSet{"\x7F"};
 
+inline constexpr std::string_view kHexDigits = "0123456789ABCDEF";
+
 namespace detail {
 consteval std::array<char, kByteCount> upper_case_table() {
     std::array<char, kByteCount> table{};

@@ -49,7 +49,6 @@ class Writer {
 // Appends a control character as \xHH, so that it cannot pass for part of the layout; false, with nothing
 // appended, when `c` is none.
 inline bool append_if_control(Writer &out, char c) {
-    constexpr std::string_view kHexDigits = "0123456789ABCDEF";
     if (!kControls.contains(c)) {
         return false;
     }
