@@ -1,8 +1,9 @@
-// mdc: heap blocks and bounded copies.
+// mdc: heap blocks, bounded copies, descriptors, and names of hosts.
 #ifndef MDC_H
 #define MDC_H
 
 #include <stddef.h>
+#include <stdint.h>
 
 #include "kv_export.h"
 
@@ -20,6 +21,29 @@ KV_EXPORT void mdc_free(void *block);
 // and always terminated; nothing at all is written when `capacity` is 0. The two must not overlap. Returns
 // the length of `source`: the copy was cut when it is `capacity` or more.
 KV_EXPORT size_t mdc_strlcpy(char *destination, const char *source, size_t capacity);
+
+// ---- Descriptors (os_open) ----
+
+enum { MDC_SEEK_SET = 0 };  // `origin`: from the start of the file
+
+// Moves the place where the next read begins to `offset` from `origin`. Returns it, or -1 when the file has
+// no such place or cannot be positioned.
+KV_EXPORT int64_t mdc_lseek(int descriptor, int64_t offset, int origin);
+
+// Reads up to `count` bytes into `buffer`; goes on after an interruption or a short read. Returns how many
+// were read: fewer than `count` only at the end of the file or when it cannot be read on, -1 when that is so
+// from the start. Failure: shutdown asked for.
+KV_EXPORT int64_t mdc_read(int descriptor, void *buffer, size_t count);
+
+// Closes a descriptor; one below 0 is accepted.
+KV_EXPORT void mdc_close(int descriptor);
+
+// ---- Hosts ----
+
+// Copies the official name of the host `name`, as the system's resolver gives it, into `official`, which
+// holds `size` bytes (at least one), cut to fit. Returns 1, or 0 with the empty text when it is not known.
+// May wait for the resolver.
+KV_EXPORT int mdc_gethostbyname(const char *name, char *official, size_t size);
 
 #ifdef __cplusplus
 }

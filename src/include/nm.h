@@ -59,9 +59,17 @@ enum {
     NM_LOG_SIZE = 1024     // bytes that hold an O/R name as nm_FormatLogORN writes it
 };
 
+// The kinds of O/R name.
+enum {
+    NM_KIND_NAMED = 0,
+    NM_KIND_NUMERIC =
+        1  // a numeric user identifier (field 13), without a surname or common name in either form
+};
+
 // Where each field of an O/R name stands. A work area of the caller's; only this service reads or writes what
-// is in it.
+// is in it, but for `kind`, which anyone may read.
 typedef struct nm_index {
+    uint16_t kind;  // NM_KIND_NAMED or NM_KIND_NUMERIC
     uint16_t start[NM_FIELD_COUNT];
     uint16_t length[NM_FIELD_COUNT];
     uint16_t end;  // where the text that was understood ends, and in which field

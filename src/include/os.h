@@ -1,4 +1,4 @@
-// os: files read line by line, heap blocks, and the texts of the message catalogue.
+// os: files, heap blocks, the texts of the message catalogue, and the host's name.
 //
 // A path that begins with "~/" names a file of the server's home (ext.h). Widths: a length is an int where a
 // line or a message is meant, a size_t where memory is meant.
@@ -35,6 +35,11 @@ KV_EXPORT int os_fgets(char *buffer, int capacity, os_file *file);
 // Closes the stream and releases it; null is accepted.
 KV_EXPORT void os_fclose(os_file *file);
 
+// Opens the file `path` as a descriptor; `flags` is 0, read only. Returns the descriptor, which the caller
+// closes with mdc_close, or -1 when it cannot be opened. Never waits for the other end of a pipe. Failures:
+// as os_fopen.
+KV_EXPORT int os_open(const char *path, int flags);
+
 // ---- Heap ----
 
 // Returns a block of `size` bytes (at least one) that os_free releases. Failure: memory exhausted.
@@ -60,6 +65,12 @@ KV_EXPORT int os_MCFindMessage(int number);
 // Copies the first `length` characters of the current message's text, terminated, into `buffer`, which holds
 // `length` + 1 bytes. Without a current message the text is empty.
 KV_EXPORT void os_MCGetMessage(char *buffer, int length);
+
+// ---- Host ----
+
+// Copies the system's host name, cut to fit, into `buffer`, which holds `size` bytes (at least one). Returns
+// 0, or -1 with the empty text when the system does not tell.
+KV_EXPORT int os_gethostname(char *buffer, int size);
 
 #ifdef __cplusplus
 }

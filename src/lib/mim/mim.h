@@ -37,7 +37,12 @@ enum {
     MIM_CAPTURES = 9,            // captures that a pattern records
     MIM_MAX_APPLICATIONS = 100,  // times that one rule is applied to its own result
     MIM_SURNAME_SIZE = 41,       // a surname made from an address
-    MIM_MAX_SURNAME = 40         // characters of it
+    MIM_MAX_SURNAME = 40,        // characters of it
+    MIM_DIRECTORY_SIZE = 65,     // the name of a directory
+    MIM_ATTRIBUTE_SIZE = 65,     // the name of a directory attribute
+    MIM_RESERVED_SIZE = 4,       // the field of ~/sys/config that is handed on unread
+    MIM_MAX_MESSAGE_ID = 4095,   // characters of a decoded message identifier, and of the O/R name in it
+    MIM_DATE_SIZE = 32           // a date
 };
 
 // ---- Address parsing (RFC 822) ----
@@ -68,6 +73,41 @@ MIM_EXPORT void mim_trim_spacequotes(char *text);
 
 // Removes white space at the end of `text`, in place.
 MIM_EXPORT void mim_trim_trailing_space(char *text);
+
+// ---- Mapping configuration ----
+
+// Tells whether O/R names are mapped to Internet addresses through the directory, and by which attribute.
+//
+// - `key`: the customisation key that switches mapping on or off, "UXO_NAME_MAPPING" by custom. When
+//   automatic Internet addressing is on (inet.h) mapping is on unless the key is false; else it is off unless
+//   it is true.
+// - `directory_name` (out, MIM_DIRECTORY_SIZE bytes): the first 64 characters of UX_NAME_MAPPING_DIR, or
+// empty.
+// - `directory` (out): the handle of that directory, opened with the first 8 characters of
+//   UX_NAME_MAPPING_DIR_PASSWD, for the caller to close with mim_CloseMapDir; `default_directory` when no
+//   directory is named or mapping is off; 0 when it cannot be opened.
+// - `attribute` (out, MIM_ATTRIBUTE_SIZE bytes): UX_NAME_MAPPING_ATTRIB, else "167". A name that is too long
+//   is cut to 64 characters; one that is no attribute's switches mapping off.
+// - `force` not 0: directory and attribute are set up although mapping is off.
+//
+// Returns 1 when mapping is on, else 0. A recoverable failure of the directory services switches mapping off;
+// a persistent one, and those of other services, are passed on.
+MIM_EXPORT int mim_ChkMappingConfig(const char *key, char *directory_name, int16_t *directory,
+                                    int16_t default_directory, char *attribute, int force);
+
+// Reads how local parts are formatted: `*add_delimiter` and `*t61` are 1 when UXO_ADD_DELIMITER and
+// UXO_INCLUDE_T61_FIELDS are defined, else 0; the rest comes from ~/sys/config, in the host's byte order: the
+// 16 bits at offset 476 are the code of `*delimiter` (";" or "/", and "/" for any other), 4 bytes at 472 go
+// to `reserved` (MIM_RESERVED_SIZE bytes, not terminated) as they are, and the 16 bits at 480 and 482 are
+// `*style` and `*mode`, at least 1. Failures: (102, 1419) the file cannot be opened, (102, 1421) positioned,
+// (102, 1420) a field is cut short; the outputs before it have their values by then. Passes other failures
+// on.
+MIM_EXPORT void mim_SetDelimsAndLimits(int *add_delimiter, int *t61, char *delimiter, char *reserved,
+                                       int16_t *style, int16_t *mode);
+
+// Closes `directory` unless it is 0 or equals `default_directory`; passes no failure on. Returns 0 when it
+// was closed, else `directory`.
+MIM_EXPORT int16_t mim_CloseMapDir(int16_t directory, int16_t default_directory);
 
 // ---- Rules ----
 //
@@ -160,6 +200,190 @@ MIM_EXPORT void mim_RemoveQuotes(char *text);
 // Turns each control character of `text` (1 to 31, but not 14, 15, 25, 27 and 29) into a blank and removes
 // the blanks at both ends, in place. Null does nothing.
 MIM_EXPORT void mim_SpaceTrimming(char *text);
+
+// ---- X.400 domain map ----
+
+// Looks up the map file `path` for the key that names most of the routing fields of the O/R name `orn`
+// (in-out), as mim_MatchX400Domain tells; of two with one level the first holds. Writes the Internet domain
+// into `domain` (MIM_TEXT_SIZE bytes): the fields that the key does not reach, from the lowest up, as labels,
+// then the line's domain unless it is "@"; it may be empty. Then empties the routing fields (4 to 11) of
+// `orn`, whose index the caller makes anew. Returns 1, or 0 with everything left as it was: no key matches, a
+// field that should be a label is not a letter followed by letters, digits and "-", or the domain would be
+// longer than MIM_MAX_TEXT characters. A recoverable failure while the file is read ends the reading, and the
+// best line found before it counts; a persistent one is passed on, and so are failures of the name service.
+MIM_EXPORT int mim_X400DomainLookup(const char *path, char *orn, char *domain);
+
+// Matches the key of a map line (KEYWORD$VALUE items with "." between them; in-out, cut apart in place)
+// against the routing fields: C, ADMD, PRMD, O and up to four OU, of which the last is field 4. Returns the
+// level that the key reaches, 1 for C to 8 for a fourth OU, when each of the fields down to it equals its
+// value without regard to case, or is absent where the key has none, the empty value, or "@"; else 0, and for
+// a key without any of the keywords. Passes failures on.
+MIM_EXPORT int mim_MatchX400Domain(const char *orn, nm_index *index, char *key);
+
+// ---- O/R name formatting ----
+//
+// What stands for an O/R name in a local part is decided by four settings of the process, which every
+// conversion to the Internet sets: the character mode and the name style (both 1 at start), the attribute
+// delimiter ("/"), and whether it is added at the end (no).
+//
+// - Style 1, positional: Smith_John_P/Sales/Acme/us. Style 2, attributes: /S=Smith/G=John/O=Acme/C=us/. Style
+//   3, and any other: John.P.Smith/O=Acme/C=us. Style 4: as 3 when the caller asks for a personal name,
+//   else 2.
+// - Mode 1: a character that may not stand in a local part becomes "#", a letter or a three-digit code, "#".
+//   Mode 2: "$" before it, or {CODE}, and a name that needs it is quoted. Any other mode: quoted, with the
+//   escapes of mode 1.
+// - With `t61` not 0 the T.61 form of an attribute follows its plain form after a "*".
+//
+// Outputs hold MIM_TEXT_SIZE bytes and are overwritten. Where a text would pass MIM_MAX_TEXT characters it
+// ends before the part (an attribute, an initial) that does not fit; what closes it still follows. Passes
+// failures of the services on.
+
+// Appends the text `src` to `dst` (in-out), converted for a local part by the character mode. `t61` not 0: an
+// ESC in `src` and the character after it, from 0x40 to 0x5F, stand for a control character. The bytes 23 and
+// 29 stay. Nothing more is appended once `dst` is longer than 1,018 characters. Which character is the
+// delimiter is decided for the process at the first call.
+MIM_EXPORT void mim_ConvSpecialChar(const char *src, char *dst, int t61);
+
+// Writes one field.
+MIM_EXPORT void mim_FormatFields(const char *orn, nm_index *index, int field, char *out, int t61);
+
+// Writes the initials, each followed by ".": J.P.
+MIM_EXPORT void mim_FormatInitials(const char *orn, nm_index *index, char *out, int t61);
+
+// Writes the personal name: in style 1 surname, given name, initials and generation with "_" between them,
+// without those at the end; else given name, initials, surname and generation: John.P.Smith.Jr.
+MIM_EXPORT void mim_FormatPersonalName(const char *orn, nm_index *index, char *out, int t61);
+
+// Writes the whole O/R name. Where it is of the numeric kind (nm.h) and the style 3 or 4, the style of the
+// process becomes 2.
+MIM_EXPORT void mim_FormatORN(const char *orn, char *out, int personal, int t61);
+
+// The same two in `style` and `mode`, which stay the settings of the process.
+MIM_EXPORT void mim_DoFormatPersonalName(const char *orn, nm_index *index, char *out, int16_t style,
+                                         int16_t mode, int t61);
+MIM_EXPORT void mim_DoFormatORN(const char *orn, char *out, int personal, int16_t style, int16_t mode,
+                                int t61);
+
+// ---- Internet address sources ----
+//
+// Customisation keys and the text of message (100, 7617) are read once per process, at the first use.
+
+// Writes the Internet address recorded in the O/R name (field 130) into `out` (MIM_TEXT_SIZE bytes): the bare
+// address, or with `keep_text` not 0 the whole text, of which the first MIM_MAX_TEXT characters count.
+// Without one, a common name that is the mail system's (message (100, 7617), or as long as that and beginning
+// with MAIL-SYSTEM) is written instead. `*from_system_name` (may be null) is 1 when that happened, else 0.
+// Returns 1 when what was found is 7-bit text, else 0; `out` stays as it was when nothing was found. Passes
+// failures on.
+MIM_EXPORT int mim_GetIA(const char *orn, char *out, int keep_text, int *from_system_name);
+
+// Writes the value of the first domain-defined attribute of an accepted type (UXO_CHECK_TYPES_OF_DDA; else
+// RFC-822, ZTMEXT1 to ZTMEXT4, and none) that has one into `out` (MIM_TEXT_SIZE bytes), cut at MIM_MAX_TEXT
+// characters. Returns 1 when it is 7-bit text, else 0, and `out` is empty when there is none, or a type
+// before it is longer than 20 characters. Passes failures on.
+MIM_EXPORT int mim_GetDDA(const char *orn, char *out);
+
+// Looks the O/R name up in the directory `directory` and writes the first value of the entry's attribute
+// `attribute` into `out` (MIM_TEXT_SIZE bytes; cut at MIM_MAX_TEXT characters). The entry must hold all the
+// name's attributes; when none does, those that INET_IA_RESOLVE_MASK names. Returns 1 when exactly one entry
+// was found and it has the attribute, else 0 with `out` as it was; 0 at once when `mapping_on` or `directory`
+// is 0. Logs (102, 1141) the address, or (102, 1142) that the name is ambiguous. A recoverable failure of the
+// services gives 0; a persistent one is passed on.
+MIM_EXPORT int mim_GetDirArpaORN(const char *orn, char *out, int mapping_on, int16_t directory,
+                                 const char *attribute);
+
+// Returns 1 when the O/R name is routable to the Internet gateway, else 0: it routes to the mail node UNIX;
+// or it routes nowhere, UAL_GIVE_GROUP5_INET_NAME_STRICT is not true, and its first domain-defined attribute
+// is of an accepted type and has a value. Passes failures on.
+MIM_EXPORT int mim_RoutableToUnix(const char *orn);
+
+// The same, but 0 at once for a name without a first domain-defined attribute, unless UAL_DO_LONG_INET_CHECK
+// is defined.
+MIM_EXPORT int mim_RoughRoutableToUnix(const char *orn);
+
+// ---- X.400 to Internet ----
+
+// Turns an O/R name into an Internet address (RFC 822) in `out` (MIM_TEXT_SIZE bytes), empty when there is
+// none.
+//
+// - `routable` not 0: the name is routable to the Internet gateway (mim_RoutableToUnix).
+// - `address_template` ("" for none): for a name that is not routable, its address: "$u" stands for the
+//   formatted name, "$h" for the local host name.
+// - `mapping_on`, `directory`, `attribute`: as mim_ChkMappingConfig gives them.
+// - `add_delimiter`, `mode`, `style`, `delimiter`: the settings of the formatting from now on; `t61` as
+// there.
+// - `fallback` not 0: as last resorts the rules of ~/sys/unixout.rules and the formatted name may be used.
+//
+// The sources are, in this order: the template; for a routable name its domain-defined attributes and those
+// of its entry in the directory; the directory; the line of ~/sys/unixmap.out for its domain, with the
+// formatted name as local part; the last resorts. The address is reduced to the bare one, and one without a
+// domain gets the local host's: HOSTNAME, else UXO_FQDN, else UAL_POP3_HOSTNAME, else the system's, which is
+// read once per process, as INET_DISPLAY_IA_COMMENTS is. No result is longer than MIM_MAX_TEXT characters; of
+// a longer one the parser reads the first MIM_MAX_ADDRESS.
+//
+// Returns 1 when the address came from a domain-defined attribute, the directory, the map for a routable
+// name, or the rules, else 0, with an address or without. Passes failures on, but for recoverable ones of the
+// directory and of the files.
+MIM_EXPORT int mim_ConvORNToArpaORN(const char *orn, char *out, int routable, const char *address_template,
+                                    int mapping_on, int16_t directory, const char *attribute,
+                                    int add_delimiter, int16_t mode, int16_t style, char delimiter, int t61,
+                                    int fallback);
+
+// The same, with the Internet address recorded in the name (mim_GetIA) as the first source. `comments` not 0:
+// display names and comments stay, those of that source unless INET_DISPLAY_IA_COMMENTS is false.
+MIM_EXPORT int mim_ConvORNIaToArpaORN(const char *orn, char *out, int routable, const char *address_template,
+                                      int mapping_on, int16_t directory, const char *attribute,
+                                      int add_delimiter, int16_t mode, int16_t style, char delimiter, int t61,
+                                      int fallback, int comments);
+
+// Writes what the rules of ~/sys/unixout.rules make of `surname` (its first MIM_MAX_REWRITE + 1 characters)
+// into `out` (MIM_TEXT_SIZE bytes; cut at MIM_MAX_TEXT characters); empty when the file cannot be opened.
+// Failures are swallowed.
+MIM_EXPORT void mim_GetArpaORNFromSurname(const char *surname, char *out);
+
+// Writes the bare Internet address under which the user of an O/R name is known in certificates into `out`
+// (MIM_TEXT_SIZE bytes): the attribute 1300 of the user's entry in the mapping directory or the default one,
+// else what mim_ConvORNToArpaORN makes of the name.
+//
+// The first call reads the configuration (mim_ChkMappingConfig with UXO_NAME_MAPPING, mim_SetDelimsAndLimits)
+// and keeps it, with the directories that it opens, for the life of the process; when that fails, every call
+// gives 0. `directory` is the default directory, 0 for the server's own; only the first call reads it.
+// `reserved` is not read. `use_directory_name` not 0: the name in the user's entry takes the place of `orn`
+// (may be null) in the conversion. Returns 1 when an address was written, else 0 with `out` (may be null) as
+// it was. A recoverable failure gives 0; a persistent one is passed on.
+MIM_EXPORT int mim_ConvORNToCertSMTP(const char *orn, char *out, int16_t directory, int reserved,
+                                     int use_directory_name);
+
+// ---- Message-id, date and address utilities ----
+
+// Turns an X.400 message identifier into an RFC 822 message-id (RFC 2156, 2.3) in `out`, which holds the
+// identifier, MIM_MAX_MESSAGE_ID characters of a formatted name, and 9 bytes more. `identifier` (in-out) may
+// end in a byte 29 and the originator's O/R name, and is cut there. Its escapes (a), (p), (b), (q), (u), (l),
+// (r) and (NNN), a decimal code up to 255, are decoded; when the first MIM_MAX_MESSAGE_ID characters of that
+// hold an "@" and none of " ()<>,;:[]", they are the message-id, else the identifier as it stands, quoted
+// where needed and with the formatted name after a "*", followed by "@MHS". A decoded identifier may hold any
+// byte, CR and LF too: a caller that writes it into a header must look. Returns 1. Passes failures on.
+MIM_EXPORT int mim_ConvMsgId(char *identifier, char *out);
+
+// Writes the time `time`, in seconds since 1970-01-01 00:00 UTC, as the RFC 822 date of a place
+// `offset_minutes` from UTC into `out` (MIM_DATE_SIZE bytes): Thu, 1 Jan 1970 00:00:00 +0000. Returns 1, or 0
+// with the empty text when there is no such date.
+MIM_EXPORT int mim_ConvDateToArpa(uint32_t time, int16_t offset_minutes, char *out);
+
+// Returns 1 when `address` has a character outside comments, else 0: an empty text, comments alone, or a ")"
+// without a "(" before any such character. A backslash makes a parenthesis ordinary.
+MIM_EXPORT int mim_IsValidArpaAddress(const char *address);
+
+// Trims `text` (in-out) as mim_SpaceTrimming does, makes one of each run of blanks and tabs, its last one,
+// and removes those before and after a comment.
+MIM_EXPORT void mim_TrimCommentSpaces(char *text);
+
+// Returns the bare Internet address recorded in the O/R name (field 130; its first MIM_MAX_TEXT bytes), or
+// null. The library holds the text until the next call of this function. Passes failures on.
+MIM_EXPORT const char *mim_ExtractIaFromORN(const char *orn);
+
+// Returns the common name of the O/R name, in its T.61 form (field 96) where there is one, else field 32, or
+// null. The library holds the text until the next call of this function. Passes failures on.
+MIM_EXPORT const char *mim_ExtractCnFromORN(const char *orn);
 
 #ifdef __cplusplus
 }
