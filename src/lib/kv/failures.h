@@ -20,6 +20,14 @@ enum Message : int {
     kBadConversionMode = 912,
     kLineSkipped = 920,     // %1 file, %2 line number, %3 reason
     kFileUnreadable = 921,  // %1 file
+    kBadAttributeName = 930,
+    kAttributeListFull = 931,
+    kNoSuchDirectory = 932,
+    kWrongPassword = 933,
+    kBadDirectoryFile = 934,
+    kTooManyDirectories = 935,
+    kNoSuchDirectoryHandle = 936,
+    kDirectoryLine = 937,  // %1 file, %2 line number, %3 reason
 };
 
 inline constexpr int kSkippedLineSeverity = ER_SEVERITY_WARNING;

@@ -82,7 +82,7 @@ MIM_EXPORT void mim_trim_trailing_space(char *text);
 //   automatic Internet addressing is on (inet.h) mapping is on unless the key is false; else it is off unless
 //   it is true.
 // - `directory_name` (out, MIM_DIRECTORY_SIZE bytes): the first 64 characters of UX_NAME_MAPPING_DIR, or
-// empty.
+//   the empty text.
 // - `directory` (out): the handle of that directory, opened with the first 8 characters of
 //   UX_NAME_MAPPING_DIR_PASSWD, for the caller to close with mim_CloseMapDir; `default_directory` when no
 //   directory is named or mapping is off; 0 when it cannot be opened.
