@@ -30,7 +30,8 @@ enum {
 // DR_READ. With an empty `name` it is the default directory, which is empty when its file is missing.
 // Failures: (100, 932) there is no such directory: the name is too long or holds a "/", or the file is
 // missing or cannot be opened; (100, 933) `password` is not the directory's; (100, 934) the file is no LDIF,
-// logged with file, line and reason; (100, 935) too many directories are open; memory exhausted; (100, 904).
+// and (100, 937) was logged with file, line and reason; (100, 935) too many directories are open; memory
+// exhausted; (100, 904).
 KV_EXPORT int16_t dr_OpenDir(int16_t server, int mode, const char *name, const char *password);
 
 // Closes a directory; its entries are gone. Failure: (100, 936) `directory` is no handle.
