@@ -33,7 +33,7 @@ std::string orn(std::string text) {
 // An O/R name and its index, in a heap buffer of just the size that reading, or else storing, needs.
 struct Name {
     std::unique_ptr<char[]> text{new char[NM_ORN_SIZE]};
-    nm_index index{};
+    nm_index index{NM_KIND_NUMERIC, {}, {}, 0, 0, {}};
     std::uint32_t maps[NM_MAP_WORDS]{};
     bool is_valid = true;
 
@@ -135,6 +135,9 @@ TEST(NmFields, StoresLikeAMap) {
             ASSERT_EQ(again.fields(), model) << text_form(name.text.get());
             ASSERT_EQ(again.is_valid, rest.empty());
             ASSERT_TRUE(name.str().ends_with(rest));
+            const bool is_named = model.contains(0) || model.contains(32) || model.contains(64) || model.contains(96);
+            ASSERT_EQ(name.index.kind, model.contains(13) && !is_named ? NM_KIND_NUMERIC : NM_KIND_NAMED);
+            ASSERT_EQ(again.index.kind, name.index.kind);
             if (rest.empty()) {
                 ASSERT_EQ(failed, encode(changed).size() >= NM_ORN_SIZE);
                 ASSERT_EQ(name.str(), encode(model));
@@ -176,6 +179,7 @@ TEST(NmFields, StoresIntoTextsOfOthers) {
 
 TEST(NmFields, StoresPiecesOfItself) {
     Name name;
+    EXPECT_EQ(name.index.kind, NM_KIND_NAMED);
     name.put(0, "abcdef");
     name.put(2, "xyz");
     nm_PutFieldStr(name.text.get(), &name.index, 1, name.text.get() + 3);  // a separator on the way: a blank

@@ -65,7 +65,7 @@ bool is_present(const nm_index &index, int field) {
     return (index.present[map_word(field)] & map_bit(field)) != 0;
 }
 
-int field_of(std::size_t word, int bit) {
+constexpr int field_of(std::size_t word, int bit) {
     return static_cast<int>(word * kMapWordBits) + bit;
 }
 
@@ -164,6 +164,17 @@ void set_field(nm_index &index, int field, std::size_t start, std::size_t length
     index.present[map_word(field)] |= map_bit(field);
 }
 
+// The surname, the common name and their T.61 forms are each the first field of a word of the map.
+static_assert(field_of(0, 0) == NM_SURNAME && field_of(1, 0) == NM_COMMON_NAME &&
+              field_of(2, 0) == NM_T61 + NM_SURNAME && field_of(3, 0) == NM_T61 + NM_COMMON_NAME);
+
+// To be called whenever the map has changed.
+void note_kind(nm_index &index) {
+    const auto &words = index.present;
+    const bool has_name = ((words[0] | words[1] | words[2] | words[3]) & 1U) != 0;
+    index.kind = is_present(index, NM_UA_ID) && !has_name ? NM_KIND_NUMERIC : NM_KIND_NAMED;
+}
+
 bool lies_within(std::string_view bytes, const char *begin, const char *end) {
     const std::less<> before;
     return before(begin, bytes.data() + bytes.size()) && before(bytes.data(), end);
@@ -231,11 +242,13 @@ bool kv::try_put_field(char *orn, nm_index &index, int field, std::string_view b
     } else {
         set_field(index, field, text_start, bytes.size());
     }
+    note_kind(index);
     return true;
 }
 
 void nm_InitORN(char *orn, nm_index *index) {
     *orn = '\0';
+    index->kind = NM_KIND_NAMED;
     index->end = 0;
     index->end_field = 0;
     std::fill_n(index->present, NM_MAP_WORDS, 0);
@@ -275,6 +288,7 @@ int nm_ParseORN(const char *orn, nm_index *index, uint32_t *presence) {
     }
     index->end = static_cast<std::uint16_t>(end);
     index->end_field = static_cast<std::uint16_t>(field);
+    note_kind(*index);
     if (presence != nullptr) {
         nm_GetFieldMaps(index, presence);
     }
