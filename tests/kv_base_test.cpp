@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <array>
 #include <memory>
@@ -13,6 +14,7 @@
 #include "er.h"
 #include "er_capture.h"
 #include "ext.h"
+#include "inet.h"
 #include "mdc.h"
 #include "mes.h"
 #include "os.h"
@@ -62,9 +64,10 @@ TEST(Er, AsksForShutdown) {
     LogCapture log;
     er_AskShutdown(1);
     const auto failure = failure_of([] { os_fclose(os_fopen("~/sys/messages", "r")); });
+    const auto read_failure = failure_of([] { mdc_read(-1, nullptr, 1); });
     er_LogMsg(5, 102, 1, "the log goes on", nullptr);
     er_AskShutdown(0);
-    EXPECT_TRUE(is_failure(failure, 100, 902));
+    EXPECT_TRUE(is_failure(failure, 100, 902) && is_failure(read_failure, 100, 902));
     EXPECT_EQ(log.take(), (LogEntries{{5, "102/1: the log goes on %2 %3"}}));
     EXPECT_FALSE(failure_of([] { os_fclose(os_fopen("~/sys/messages", "r")); }));
 }
@@ -106,8 +109,46 @@ TEST(Os, OpensFilesOnly) {
         os_file *file = os_fopen(path, mode);
         EXPECT_EQ(file != nullptr, opens) << path << " " << mode;
         os_fclose(file);
+        const int descriptor = os_open(path, std::string_view{mode} == "r" ? 0 : 1);
+        EXPECT_EQ(descriptor >= 0, opens) << path << " " << mode;
+        mdc_close(descriptor);
     }
     EXPECT_EQ(pieces("~/sys/fifo", 80), std::vector<std::string>{}) << "nobody writes to it";
+}
+
+TEST(Mdc, ReadsFromAnyPlace) {
+    const TempHome home{{"digits", "0123456789"}};
+    const int descriptor = os_open("~/sys/digits", 0);
+    const auto read_at = [descriptor](std::int64_t offset, std::size_t count) {
+        const std::int64_t place = mdc_lseek(descriptor, offset, MDC_SEEK_SET);
+        std::string bytes(count, '#');
+        const std::int64_t length = mdc_read(descriptor, bytes.data(), count);
+        return std::pair{place, length < 0 ? "failed" : bytes.substr(0, static_cast<std::size_t>(length))};
+    };
+    using Found = std::pair<std::int64_t, std::string>;
+    EXPECT_EQ(read_at(4, 3), (Found{4, "456"}));
+    EXPECT_EQ(read_at(-1, 2), (Found{-1, "78"})) << "the place stays";
+    EXPECT_EQ(read_at(8, 99), (Found{8, "89"}));
+    EXPECT_EQ(read_at(std::int64_t{5} << 32, 1), (Found{std::int64_t{5} << 32, ""}));
+    EXPECT_EQ(mdc_lseek(descriptor, 0, SEEK_END), -1) << "no such origin";
+    mdc_close(descriptor);
+    EXPECT_EQ(read_at(0, 1), (Found{-1, "failed"})) << "it is closed";
+    mdc_close(-1);
+}
+
+// No host here makes the resolver ask the network.
+TEST(Mdc, NamesHosts) {
+    std::array<char, 300> out{};
+    ASSERT_EQ(gethostname(out.data(), out.size()), 0);
+    const std::string name = out.data();
+    EXPECT_EQ(os_gethostname(out.data(), static_cast<int>(name.size())), 0);
+    EXPECT_EQ(out.data(), name.substr(0, name.size() - 1));
+    for (const auto &[host, size, known, want] :
+         {std::tuple{"127.0.0.1", 300U, 1, "127.0.0.1"}, {"127.0.0.1", 4U, 1, "127"}, {"a..b", 300U, 0, ""}}) {
+        out.fill('#');
+        EXPECT_EQ(mdc_gethostbyname(host, out.data(), size), known) << host;
+        EXPECT_STREQ(out.data(), want);
+    }
 }
 
 TEST(Mdc, CopiesNothingWithoutCapacity) {
@@ -154,6 +195,19 @@ TEST(Mes, TakesTheLinesOfTheHomeFirst) {
                                       skipped_line("messages:8", "it does not begin with SET NUMBER")}));
 }
 
+TEST(Mes, ConvertsAndCutsBetweenCharacters) {
+    const TempHome home{{"messages", "102 5 Gr\xC3\xB6n \xE2\x98\x83\n"}};
+    for (const auto &[number, size, charset, want] : {std::tuple{5, 99U, "ISO8859_1", "Gr\xF6n ?"},
+                                                      {5, 4U, "utf8", "Gr"},
+                                                      {5, 5U, "utf8", "Gr\xC3\xB6"},
+                                                      {5, 9U, "ISO8859_12", nullptr},
+                                                      {6, 9U, "ISO8859_1", nullptr}}) {
+        const std::unique_ptr<char[]> out{new char[size]};
+        EXPECT_EQ(mes_GetAnyMsg2(102, number, out.get(), static_cast<int>(size), charset) != 0, want != nullptr);
+        EXPECT_STREQ(out.get(), want != nullptr ? want : "") << charset << size;
+    }
+}
+
 TEST(Cust, ReadsKeysAndValues) {
     TempHome home{
         {"customise", "#T1=no\nT1 = Yes\nT2=on\nT3=1\nF1=NO\nF2=0\nN=maybe\nE=\nTWICE=a\nTWICE=b=c \nbad\n=x"}};
@@ -177,6 +231,9 @@ TEST(Cust, ReadsKeysAndValues) {
     }
     EXPECT_EQ(log.take(), (LogEntries{skipped_line("customise:11", "it does not have the form KEY=VALUE"),
                                       skipped_line("customise:12", "it does not have the form KEY=VALUE")}));
+    EXPECT_EQ(inet_AutoIamOn(), 0);
+    home.write("customise", "INET_AUTO_IAM=Yes");
+    EXPECT_NE(inet_AutoIamOn(), 0);
 }
 
 }  // namespace

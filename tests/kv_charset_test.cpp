@@ -8,10 +8,13 @@
 #include <string_view>
 #include <tuple>
 #include <utility>
+#include <vector>
 
 #include "ccs.h"
 #include "cvc.h"
 #include "os.h"
+#include "str.h"
+#include "t61.h"
 
 namespace {
 
@@ -152,6 +155,41 @@ TEST(Charsets, TellSevenBitText) {
         text[place] = '\x80';
         EXPECT_FALSE(ccs_Is7BitAscii(text.c_str(), 19)) << place;
     }
+}
+
+// The slashes stand between the display characters.
+TEST(DisplayCharacters, AreWhatIsSeenAsOne) {
+    for (const auto &[charset, marked] :
+         {std::pair{"ISO8859_1", "a/\xC8/e/\x1BG/\x1B"},
+          {"T61INTL", "\xC8o/\xC0/o/\xD0/o/\xC8 /\xC8/\xC8u/\x1B\xC8/o/\xC1"},
+          {"UTF8", "e\u0301\u0308/\u4e2d/\U0001F600/\u0915\u093f/\xC3/\u0301/(/\x1BG/\u0301/\xE4/\xB8"}}) {
+        std::string text;
+        std::vector<int> ends{0};
+        for (const char c : std::string_view{marked}) {
+            c == '/' ? ends.push_back(static_cast<int>(text.size())) : text.push_back(c);
+        }
+        ends.insert(ends.end(), 2, static_cast<int>(text.size()));  // behind the last there is no other
+        ccs_descriptor descriptor{};
+        ASSERT_NE(ccs_GetCSDescriptor(charset, &descriptor), 0);
+        const std::unique_ptr<char[]> exact_size{new char[text.size() + 1]};
+        exact_size[text.copy(exact_size.get(), text.size())] = '\0';
+        for (std::size_t count = 0; count < ends.size(); ++count) {
+            int length = -1;
+            const int rest = str_SplitByDispLen(exact_size.get(), static_cast<int>(count), &descriptor, &length);
+            EXPECT_TRUE(length == ends[count] && (rest != 0) == (length < ends.back())) << charset << count << length;
+        }
+    }
+}
+
+TEST(T61, TellsItsCharacterSet) {
+    for (const std::string set : {"A1", "B2", "C3", "D4", "F7", "G6", "H8", "L5", "M9"}) {
+        EXPECT_EQ(t61_ParseO61Str(("\x1B-" + set).c_str(), -1), "ISO8859_" + set.substr(1)) << set;
+    }
+    EXPECT_STREQ(t61_ParseO61Str("\x1B%G", -1), "UTF8");
+    for (const char *text : {"", "\x1B%", "\x1B-E", "x\x1B-A"}) {
+        EXPECT_STREQ(t61_ParseO61Str(text, -1), "T61INTL") << text;
+    }
+    EXPECT_STREQ(t61_ParseO61Str("\x1B-A", 2), "T61INTL");
 }
 
 }  // namespace

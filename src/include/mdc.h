@@ -26,13 +26,13 @@ KV_EXPORT size_t mdc_strlcpy(char *destination, const char *source, size_t capac
 
 enum { MDC_SEEK_SET = 0 };  // `origin`: from the start of the file
 
-// Moves the place where the next read begins to `offset` from `origin`. Returns it, or -1 when the file has
-// no such place or cannot be positioned.
+// Moves the place where the next read begins to `offset` from `origin`. Returns it, or -1 when the file
+// cannot be positioned or `offset` is below 0. Behind the file's end is a place where nothing can be read.
 KV_EXPORT int64_t mdc_lseek(int descriptor, int64_t offset, int origin);
 
 // Reads up to `count` bytes into `buffer`; goes on after an interruption or a short read. Returns how many
-// were read: fewer than `count` only at the end of the file or when it cannot be read on, -1 when that is so
-// from the start. Failure: shutdown asked for.
+// were read: fewer than `count` only at the end of the file or when it cannot be read on; -1 when it cannot
+// be read at all. Failure: shutdown asked for.
 KV_EXPORT int64_t mdc_read(int descriptor, void *buffer, size_t count);
 
 // Closes a descriptor; one below 0 is accepted.

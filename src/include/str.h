@@ -14,8 +14,8 @@ extern "C" {
 // remains behind them, else 0.
 //
 // One display character is: in a multi-byte set what is seen as one (in T61INTL a diacritical mark, 0xC1 to
-// 0xCF, with the letter after it; in UTF8 a character with the combining marks after it), an ESC with the
-// byte after it, else one byte. A character that is cut short or malformed is taken byte by byte.
+// 0xCF, with the letter or blank after it; in UTF8 a character with the combining marks after it), an ESC
+// with the byte after it, else one byte. A character that is cut short or malformed is taken byte by byte.
 KV_EXPORT int str_SplitByDispLen(const char *text, int count, const ccs_descriptor *charset, int *length);
 
 #ifdef __cplusplus

@@ -17,6 +17,7 @@ struct ccs_charset {
 namespace kv {
 
 inline constexpr const char *kInternalCharset = "T61INTL";
+inline constexpr const char *kUnicodeCharset = "UTF8";
 
 // The row of a name of the server's, without regard to case, or null.
 [[nodiscard]] const ccs_charset *find_charset(std::string_view name);

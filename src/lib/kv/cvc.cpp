@@ -33,7 +33,6 @@ constexpr std::size_t kSliceAfterLoss = 16;
 static_assert(kSliceAfterLoss > kMaxCharacterLength);
 constexpr std::size_t kMaxOutputSize = std::numeric_limits<std::int32_t>::max();
 constexpr std::string_view kReplacement = "?";
-constexpr const char *kAnyUnicode = "UTF8";  // where every character of every set has an equal
 
 // A text that grows in a block of the heap service. There is always room for the terminator.
 class Output {
@@ -253,7 +252,8 @@ class Conversion {
 
     // The bytes of the character at the front of the rest; 0 when there is none.
     [[nodiscard]] std::size_t character_length() const {
-        const ccs_charset *unicode = kv::find_charset(kAnyUnicode);
+        // Every character of every set has its equal there.
+        const ccs_charset *unicode = kv::find_charset(kv::kUnicodeCharset);
         Converter *reader = find_converter(source_, *unicode);
         std::array<char, kMinOutputSize> ignored;  // NOLINT(*-member-init)
         for (std::size_t length = 1;

@@ -8,8 +8,13 @@
 #include <string_view>
 #include <utility>
 
+#include "ccs_table.h"
+#include "cvc.h"
 #include "failures.h"
+#include "heap_text.h"
 #include "home_file.h"
+#include "str.h"
+#include "text/writer.h"
 
 namespace {
 
@@ -86,6 +91,19 @@ MessageTable MessageTable::load() {
 
 kv::PerHome<MessageTable> messages;
 
+// How much of `text` goes into a buffer of `size` bytes with no character cut in two.
+std::size_t length_that_fits(const char *text, int size, const ccs_descriptor &charset) {
+    int length = 0;
+    for (;;) {
+        int next = 0;
+        str_SplitByDispLen(text + length, 1, &charset, &next);
+        if (next == 0 || next >= size - length) {
+            return static_cast<std::size_t>(length);
+        }
+        length += next;
+    }
+}
+
 }  // namespace
 
 const char *mes_GetText(int set, int number) {
@@ -101,4 +119,27 @@ const char *mes_GetText(int set, int number) {
         }
     }
     return nullptr;
+}
+
+int mes_GetAnyMsg2(int set, int number, char *buffer, int size, const char *charset) {
+    *buffer = '\0';
+    const char *message = mes_GetText(set, number);
+    ccs_descriptor descriptor;
+    if (message == nullptr || ccs_GetCSDescriptor(charset, &descriptor) == 0) {
+        return 0;
+    }
+    char *converted = nullptr;
+    std::int32_t length = 0;
+    int error_set = 0;
+    int error_number = 0;
+    int first_loss = 0;
+    const int status = cvc_ConvertString(CVC_TEXT, 0, message, -1, kv::kUnicodeCharset, charset, &converted,
+                                         &length, &error_set, &error_number, &first_loss);
+    const kv::HeapText text{converted};
+    if (status == CVC_FAILED) {
+        return 0;
+    }
+    text::copy_text({text.get(), length_that_fits(text.get(), size, descriptor)}, buffer,
+                    static_cast<std::size_t>(size));
+    return 1;
 }

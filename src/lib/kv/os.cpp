@@ -1,4 +1,5 @@
-// Files over POSIX descriptors with a buffer of their own, heap blocks, and the message catalogue's calls.
+// Files over POSIX descriptors, streams with a buffer of their own, heap blocks, the message catalogue's
+// calls, and the host's name.
 //
 // A file is opened without waiting (O_NONBLOCK), so that a pipe in a file's place is an empty or unreadable
 // file and never a hang.
@@ -6,11 +7,13 @@
 #include "os.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -25,6 +28,19 @@
 namespace {
 
 constexpr std::size_t kStreamBufferSize = 65536;
+constexpr std::size_t kHostNameSize = HOST_NAME_MAX + 1;
+
+// A descriptor of the file `path`, or -1. A directory opens like a file.
+int open_to_read(const char *path) {
+    er_CheckShutdown();
+    std::array<char, EXT_PATH_SIZE> name;  // NOLINT(*-member-init): filled by the next call
+    ext_GetActualFName(path, name.data());
+    int descriptor = -1;
+    do {
+        descriptor = open(name.data(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+    } while (descriptor < 0 && errno == EINTR);
+    return descriptor;
+}
 
 }  // namespace
 
@@ -87,13 +103,7 @@ os_file *os_fopen(const char *path, const char *mode) {
     if (std::string_view{mode} != "r") {
         return nullptr;
     }
-    er_CheckShutdown();
-    std::array<char, EXT_PATH_SIZE> name;  // NOLINT(*-member-init): filled by the next call
-    ext_GetActualFName(path, name.data());
-    int descriptor = -1;
-    do {
-        descriptor = open(name.data(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
-    } while (descriptor < 0 && errno == EINTR);
+    const int descriptor = open_to_read(path);
     if (descriptor < 0) {
         return nullptr;
     }
@@ -102,8 +112,7 @@ os_file *os_fopen(const char *path, const char *mode) {
         close(descriptor);
         kv::raise_no_memory("os", __LINE__);
     }
-    // A directory opens like a file, and only the first read tells. Any other fault is told when it is read
-    // on.
+    // Of a directory only the first read tells. Any other fault is told when it is read on.
     if (fill(*file) == EISDIR) {
         delete file;
         return nullptr;
@@ -133,6 +142,19 @@ int os_fgets(char *buffer, int capacity, os_file *file) {
 
 void os_fclose(os_file *file) {
     delete file;
+}
+
+int os_open(const char *path, int flags) {
+    if (flags != O_RDONLY) {
+        return -1;
+    }
+    const int descriptor = open_to_read(path);
+    struct stat status {};
+    if (descriptor >= 0 && (fstat(descriptor, &status) != 0 || S_ISDIR(status.st_mode))) {
+        close(descriptor);
+        return -1;
+    }
+    return descriptor;
 }
 
 void *os_malloc(size_t size) {
@@ -179,4 +201,11 @@ int os_MCFindMessage(int number) {
 void os_MCGetMessage(char *buffer, int length) {
     text::copy_text(gateway_message(current_message), buffer,
                     static_cast<std::size_t>(std::max(length, 0)) + 1);
+}
+
+int os_gethostname(char *buffer, int size) {
+    std::array<char, kHostNameSize> name{};
+    const int result = gethostname(name.data(), name.size() - 1);
+    text::copy_text(result == 0 ? name.data() : "", buffer, static_cast<std::size_t>(std::max(size, 1)));
+    return result;
 }
