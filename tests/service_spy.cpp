@@ -12,10 +12,17 @@
 #include "cl.h"
 #include "cust.h"
 #include "cvc.h"
+#include "da.h"
+#include "dr.h"
 #include "er.h"
+#include "inet.h"
 #include "mdc.h"
+#include "mes.h"
 #include "nm.h"
 #include "os.h"
+#include "q.h"
+#include "str.h"
+#include "t61.h"
 
 namespace {
 
@@ -96,22 +103,48 @@ int os_fexists(const char *path) { return pass(__func__, os_fexists, path); }
 os_file *os_fopen(const char *path, const char *mode) { return pass(__func__, os_fopen, path, mode); }
 int os_fgets(char *buffer, int size, os_file *file) { return pass(__func__, os_fgets, buffer, size, file); }
 void os_fclose(os_file *file) { release(__func__, os_fclose, file); }
+int os_open(const char *path, int flags) { return pass(__func__, os_open, path, flags); }
+void *os_malloc(size_t size) { return pass(__func__, os_malloc, size); }
 void os_free(void *block) { release(__func__, os_free, block); }
+char *os_strdup(const char *text) { return pass(__func__, os_strdup, text); }
 void *os_MMGetSpace(int size) { return pass(__func__, os_MMGetSpace, size); }
 void os_MMFreeSpace(void *block) { release(__func__, os_MMFreeSpace, block); }
 int os_MCFindMessage(int number) { return pass(__func__, os_MCFindMessage, number); }
 void os_MCGetMessage(char *buffer, int length) { pass(__func__, os_MCGetMessage, buffer, length); }
+int os_gethostname(char *buffer, int size) { return pass(__func__, os_gethostname, buffer, size); }
 void *mdc_malloc(size_t size) { return pass(__func__, mdc_malloc, size); }
 void mdc_free(void *block) { release(__func__, mdc_free, block); }
 size_t mdc_strlcpy(char *to, const char *from, size_t size) { return pass(__func__, mdc_strlcpy, to, from, size); }
+int64_t mdc_lseek(int descriptor, int64_t offset, int origin) {
+    return pass(__func__, mdc_lseek, descriptor, offset, origin);
+}
+int64_t mdc_read(int descriptor, void *buffer, size_t count) {
+    return pass(__func__, mdc_read, descriptor, buffer, count);
+}
+void mdc_close(int descriptor) { release(__func__, mdc_close, descriptor); }
+int mdc_gethostbyname(const char *name, char *official, size_t size) {
+    return pass(__func__, mdc_gethostbyname, name, official, size);
+}
+int mes_GetAnyMsg2(int set, int number, char *buffer, int size, const char *charset) {
+    return pass(__func__, mes_GetAnyMsg2, set, number, buffer, size, charset);
+}
+int inet_AutoIamOn() { return pass(__func__, inet_AutoIamOn); }
 int cust_GetCustomiseInfo(const char *key, const char **value) {
     return pass(__func__, cust_GetCustomiseInfo, key, value);
+}
+int cust_PresentAndTrue(const char *key) { return pass(__func__, cust_PresentAndTrue, key); }
+int cust_PresentAndFalse(const char *key) { return pass(__func__, cust_PresentAndFalse, key); }
+const char *cust_GetString(const char *key, const char *fallback, int unused1, int unused2) {
+    return pass(__func__, cust_GetString, key, fallback, unused1, unused2);
 }
 void nm_InitORN(char *orn, nm_index *index) { pass(__func__, nm_InitORN, orn, index); }
 int nm_ParseORN(const char *orn, nm_index *index, uint32_t *presence) {
     return pass(__func__, nm_ParseORN, orn, index, presence);
 }
 void nm_GetFieldMaps(const nm_index *index, uint32_t *maps) { pass(__func__, nm_GetFieldMaps, index, maps); }
+void nm_GetFieldStr(const char *orn, const nm_index *index, int field, char *destination, int capacity) {
+    pass(__func__, nm_GetFieldStr, orn, index, field, destination, capacity);
+}
 const char *nm_GetFieldMemPtr(const char *orn, const nm_index *index, int field, int *length) {
     return pass(__func__, nm_GetFieldMemPtr, orn, index, field, length);
 }
@@ -121,8 +154,11 @@ void nm_PutFieldStr(char *orn, nm_index *index, int field, const char *text) {
 void nm_PutFieldMem(char *orn, nm_index *index, int field, const char *bytes, int length) {
     pass(__func__, nm_PutFieldMem, orn, index, field, bytes, length);
 }
+int nm_GetCorrT61FNum(int field) { return pass(__func__, nm_GetCorrT61FNum, field); }
+void nm_FormatLogORN(const char *orn, char *destination) { pass(__func__, nm_FormatLogORN, orn, destination); }
 int akt_CheckORName(const char *orn) { return pass(__func__, akt_CheckORName, orn); }
 int akt_CheckFieldsPresent(const uint32_t *maps) { return pass(__func__, akt_CheckFieldsPresent, maps); }
+int akt_CheckRoutable(const char *orn, akt_route *result) { return pass(__func__, akt_CheckRoutable, orn, result); }
 void cl_ReadDefMNode(int type, char *orn) { pass(__func__, cl_ReadDefMNode, type, orn); }
 void cl_ConvClMntoORN(const char *text, char *orn, int form, int check, const ccs_descriptor *descriptor) {
     pass(__func__, cl_ConvClMntoORN, text, orn, form, check, descriptor);
@@ -141,6 +177,41 @@ int cvc_ConvertString(int mode, int flags, const char *text, int32_t length, con
     return pass(__func__, cvc_ConvertString, mode, flags, text, length, source, target, converted, converted_length,
                 set, number, extra);
 }
+const char *t61_ParseO61Str(const char *text, int length) { return pass(__func__, t61_ParseO61Str, text, length); }
+int str_SplitByDispLen(const char *text, int count, const ccs_descriptor *charset, int *length) {
+    return pass(__func__, str_SplitByDispLen, text, count, charset, length);
+}
+void da_InitAttribList(da_list *list) { pass(__func__, da_InitAttribList, list); }
+void da_AddAttribToList(da_list *list, int capacity, const char *name, const char *value) {
+    pass(__func__, da_AddAttribToList, list, capacity, name, value);
+}
+int da_ConvORNToAttribList(const char *orn, da_list *list) {
+    return pass(__func__, da_ConvORNToAttribList, orn, list);
+}
+int da_ConvAttribListToORN(const da_list *list, char *orn) {
+    return pass(__func__, da_ConvAttribListToORN, list, orn);
+}
+int da_ParseAttribList(const da_entry *entry, da_list *list) {
+    return pass(__func__, da_ParseAttribList, entry, list);
+}
+const da_attribute *da_GetAttrib(const da_list *list, int number) {
+    return pass(__func__, da_GetAttrib, list, number);
+}
+int da_ParseEntry2(const char *text, da_list *list, int unused1, int unused2, int unused3, int unused4) {
+    return pass(__func__, da_ParseEntry2, text, list, unused1, unused2, unused3, unused4);
+}
+int da_MaskEntry(da_list *list, const da_list *mask) { return pass(__func__, da_MaskEntry, list, mask); }
+int16_t dr_OpenDir(int16_t server, int mode, const char *name, const char *password) {
+    return pass(__func__, dr_OpenDir, server, mode, name, password);
+}
+void dr_CloseDir(int16_t directory) { release(__func__, dr_CloseDir, directory); }
+int dr_Search(int16_t directory, const char *base, const char *scope, const da_list *filter, int flags, int kind,
+              const char *wanted, const da_entry **entry, const char *order, int max, int time_limit, int *count) {
+    return pass(__func__, dr_Search, directory, base, scope, filter, flags, kind, wanted, entry, order, max,
+                time_limit, count);
+}
+void dr_SetFilterModifier(int modifier) { pass(__func__, dr_SetFilterModifier, modifier); }
+int Q_NamesMatch(const char *a, const char *b) { return pass(__func__, Q_NamesMatch, a, b); }
 
 er_environment *er_SetCurrEnv(er_environment *environment) { return record(__func__, er_SetCurrEnv, environment); }
 er_environment *er_GetCurrEnv() { return record(__func__, er_GetCurrEnv); }
