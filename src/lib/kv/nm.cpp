@@ -24,11 +24,12 @@
 
 namespace {
 
+using kv::kNoField;
+
 constexpr char kNextField = 29;
 constexpr char kNextBlock = 23;
 constexpr int kSecondBlock = NM_COMMON_NAME;  // the fields that kNextBlock skips to
 constexpr int kThirdBlock = NM_T61;
-constexpr int kNoField = -1;
 constexpr std::size_t kMaxNameLength = NM_ORN_SIZE - 1;
 constexpr unsigned kMapWordBits = 32;
 static_assert(NM_FIELD_COUNT <= NM_MAP_WORDS * kMapWordBits);
@@ -333,7 +334,5 @@ void nm_PutFieldMem(char *orn, nm_index *index, int field, const char *bytes, in
 }
 
 int nm_GetCorrT61FNum(int field) {
-    const bool has_t61_form = (field >= NM_SURNAME && field <= NM_ORGANISATION) ||
-                              (field >= NM_DDA1_TYPE && field <= NM_DDA4_VALUE) || field == NM_COMMON_NAME;
-    return has_t61_form ? NM_T61 + field : kNoField;
+    return kv::has_t61_form(field) ? NM_T61 + field : kv::kNoField;
 }

@@ -17,7 +17,7 @@
 #include "text/ascii.h"
 #include "text/writer.h"
 
-const nm_keyword nm_KeywordTable[NM_KEYWORD_COUNT] = {
+constexpr nm_keyword nm_KeywordTable[NM_KEYWORD_COUNT] = {
     {"S", NM_SURNAME},
     {"G", NM_GIVEN_NAME},
     {"I", NM_INITIALS},
@@ -58,8 +58,13 @@ const nm_keyword nm_KeywordTable[NM_KEYWORD_COUNT] = {
 
 namespace {
 
-constexpr std::string_view kT61Prefix = "T61.";
-constexpr std::string_view kDdaPrefix = "DD.";
+using kv::dda_type_field;
+using kv::kDdaCount;
+using kv::kDdaPrefix;
+using kv::kNoField;
+using kv::kT61Prefix;
+using kv::take_prefix;
+
 constexpr std::string_view kFieldPrefix = "FIELD.";
 constexpr std::string_view kUnitKeyword = "OU";
 constexpr std::string_view kUnitNumbers = "1234";
@@ -67,10 +72,8 @@ constexpr std::string_view kInternetKeyword = "IA";
 constexpr text::CharSet kMarks{"/=\\"};
 constexpr text::CharSet kEscaped = kMarks | text::kControls;
 constexpr text::CharSet kSeparators{std::string_view{"\0\x17\x1D", 3}};
-constexpr int kNoField = -1;
 constexpr int kMapWordBits = 32;
 constexpr std::size_t kUnitCount = NM_OU4 - NM_OU1 + 1;
-constexpr std::size_t kDdaCount = (NM_DDA4_VALUE - NM_DDA1_TYPE + 1) / 2;
 
 constexpr std::size_t kLongestEscape = 4;    // \xHH
 constexpr std::size_t kLongestKeyword = 18;  // /PD-EXT-DELIVERY= and the closing /
@@ -85,13 +88,48 @@ int field_in_form(int base, Form form) {
     return form == Form::kPlain ? base : nm_GetCorrT61FNum(base);
 }
 
-int dda_type_field(std::size_t dda) {
-    return NM_DDA1_TYPE + 2 * static_cast<int>(dda);
-}
-
-bool is_unit(int field) {
+constexpr bool is_unit(int field) {
     return field >= NM_OU1 && field <= NM_OU4;
 }
+
+// ---- Keywords by field ----
+
+constexpr std::size_t kKeywordSize = 16;  // bytes that hold PD-EXT-DELIVERY
+
+struct FieldKeyword {
+    constexpr void append(std::string_view piece) {
+        for (const char c : piece) {
+            text.at(length++) = c;
+        }
+    }
+    [[nodiscard]] constexpr std::string_view view() const { return {text.data(), length}; }
+
+    std::array<char, kKeywordSize> text{};
+    std::size_t length = 0;
+};
+
+consteval std::array<FieldKeyword, NM_FIELD_COUNT> keywords_by_field() {
+    std::array<FieldKeyword, NM_FIELD_COUNT> table{};
+    table[NM_INTERNET_ADDRESS].append(kInternetKeyword);
+    for (const nm_keyword &row : nm_KeywordTable) {
+        if (row.field == kNoField) {
+            continue;
+        }
+        const auto field = static_cast<std::size_t>(row.field);
+        FieldKeyword &keyword = table.at(field);
+        keyword.append(row.keyword);
+        if (is_unit(row.field)) {
+            keyword.append(kUnitNumbers.substr(field - NM_OU1, 1));
+        }
+        if (kv::has_t61_form(row.field)) {
+            FieldKeyword &t61_keyword = table.at(NM_T61 + field);
+            t61_keyword.append(kT61Prefix);
+            t61_keyword.append(keyword.view());
+        }
+    }
+    return table;
+}
+constexpr std::array<FieldKeyword, NM_FIELD_COUNT> kKeywordsByField = keywords_by_field();
 
 // ---- Writing ----
 
@@ -105,7 +143,7 @@ class TextWriter {
         std::array<std::uint32_t, NM_MAP_WORDS> present{};
         nm_GetFieldMaps(&index_, present.data());
         write_form(Form::kPlain);
-        write_attribute({}, kInternetKeyword, {}, NM_INTERNET_ADDRESS);
+        write_attribute(kInternetKeyword, {}, NM_INTERNET_ADDRESS);
         if ((present[NM_T61 / kMapWordBits] | present[(NM_T61 + NM_COMMON_NAME) / kMapWordBits]) != 0) {
             write_form(Form::kT61);
         }
@@ -127,34 +165,30 @@ class TextWriter {
         if (!kv::has_keyword(field)) {
             std::array<char, 3> digits{};
             const char *end = std::to_chars(digits.data(), digits.data() + digits.size(), field).ptr;
-            write_attribute({}, kFieldPrefix, {digits.data(), static_cast<std::size_t>(end - digits.data())},
+            write_attribute(kFieldPrefix, {digits.data(), static_cast<std::size_t>(end - digits.data())},
                             field);
         }
     }
 
     void write_form(Form form) {
-        const std::string_view prefix = form == Form::kT61 ? kT61Prefix : std::string_view{};
         for (const nm_keyword &row : nm_KeywordTable) {
-            const std::string_view number =
-                is_unit(row.field) ? kUnitNumbers.substr(static_cast<std::size_t>(row.field - NM_OU1), 1)
-                                   : "";
-            write_attribute(prefix, row.keyword, number, field_in_form(row.field, form));
+            if (const int field = field_in_form(row.field, form); field != kNoField) {
+                write_attribute(kv::keyword_of_field(field), {}, field);
+            }
         }
-        write_ddas(prefix, form);
+        write_ddas(form);
     }
 
-    void write_attribute(std::string_view prefix, std::string_view keyword, std::string_view number,
-                         int field) {
+    void write_attribute(std::string_view keyword, std::string_view number, int field) {
         const std::string_view value = value_of(field);
         if (!value.empty()) {
-            open(prefix, keyword);
-            out_.append(number);
+            open(keyword, number);
             out_.append('=');
             write_escaped(value);
         }
     }
 
-    void write_ddas(std::string_view prefix, Form form) {
+    void write_ddas(Form form) {
         const auto is_absent = [&](std::size_t dda) {
             const int type = field_in_form(dda_type_field(dda), form);
             return value_of(type).empty() && value_of(type + 1).empty();
@@ -165,18 +199,18 @@ class TextWriter {
         }
         for (std::size_t dda = 0; dda < count; ++dda) {
             const int type = field_in_form(dda_type_field(dda), form);
-            open(prefix, kDdaPrefix);
+            open(form == Form::kT61 ? kT61Prefix : std::string_view{}, kDdaPrefix);
             write_escaped(value_of(type));
             out_.append('=');
             write_escaped(value_of(type + 1));
         }
     }
 
-    void open(std::string_view prefix, std::string_view keyword) {
+    void open(std::string_view keyword, std::string_view rest) {
         wrote_any_ = true;
         out_.append('/');
-        out_.append(prefix);
         out_.append(keyword);
+        out_.append(rest);
     }
 
     void write_escaped(std::string_view value) {
@@ -202,14 +236,6 @@ class TextWriter {
 };
 
 // ---- Reading ----
-
-bool take_prefix(std::string_view &text, std::string_view prefix) {
-    const bool has_prefix = text::equal_ignoring_case(text.substr(0, prefix.size()), prefix);
-    if (has_prefix) {
-        text.remove_prefix(prefix.size());
-    }
-    return has_prefix;
-}
 
 // The field of a keyword, OU1 to OU4, IA and FIELD.n included but plain OU not; kNoField when it is unknown.
 int field_of_keyword(std::string_view keyword, Form form) {
@@ -400,11 +426,22 @@ class TextReader {
 
 }  // namespace
 
-bool kv::has_keyword(int field) {
-    const bool has_plain_keyword = (field >= NM_SURNAME && field <= NM_DDA4_VALUE) ||
-                                   (field >= NM_COMMON_NAME && field <= NM_LAST_POSTAL) ||
-                                   field == NM_INTERNET_ADDRESS;
-    return has_plain_keyword || is_t61_form(field);
+bool kv::take_prefix(std::string_view &text, std::string_view prefix) {
+    const bool has_prefix = text::equal_ignoring_case(text.substr(0, prefix.size()), prefix);
+    if (has_prefix) {
+        text.remove_prefix(prefix.size());
+    }
+    return has_prefix;
+}
+
+std::string_view kv::keyword_of_field(int field) {
+    return kKeywordsByField[static_cast<std::size_t>(field)].view();
+}
+
+int kv::field_of_keyword(std::string_view keyword) {
+    const Form form = take_prefix(keyword, kT61Prefix) ? Form::kT61 : Form::kPlain;
+    const int field = ::field_of_keyword(keyword, form);
+    return field != kNoField && has_keyword(field) ? field : kNoField;  // FIELD.n is none
 }
 
 void nm_FormatLogORN(const char *orn, char *destination) {
