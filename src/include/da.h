@@ -56,26 +56,28 @@ KV_EXPORT void da_InitAttribList(da_list *list);
 // digits, "-", "." and "_"; (100, 931) the list is full.
 KV_EXPORT void da_AddAttribToList(da_list *list, int capacity, const char *name, const char *value);
 
-// Makes `list` the attributes of an O/R name. Returns 1, or 0 with an empty list when the name has none, or
-// holds a field that has no keyword.
+// Makes `list` the attributes of an O/R name. The type of a DDA becomes part of its attribute's name as it
+// is, whatever its characters. Returns 1, or 0 with an empty list when the name has no attribute, is
+// malformed (nm_ParseORN), or holds a field that has no keyword.
 KV_EXPORT int da_ConvORNToAttribList(const char *orn, da_list *list);
 
-// Makes `orn` (NM_ORN_SIZE bytes) the O/R name that the attributes of `list` describe, passing over those
-// that are no part of an O/R name; of a multi-valued attribute the first value counts. Returns 1, or 0 with
-// an empty O/R name when there are none, more than four domain-defined attributes of a form, or when it would
-// be longer than NM_ORN_SIZE - 1 bytes.
+// Makes `orn` (NM_ORN_SIZE bytes, none that `list` refers to) the O/R name that the attributes of `list`
+// describe, passing over those that are no part of an O/R name. Of a multi-valued attribute the first value
+// counts, and of several attributes of one name, DDAs apart, the first that is not empty. Returns 1, or 0
+// with an empty O/R name when there are none, more than four domain-defined attributes of a form, or when it
+// would be longer than NM_ORN_SIZE - 1 bytes.
 KV_EXPORT int da_ConvAttribListToORN(const da_list *list, char *orn);
 
-// Makes `list` the attributes of an entry. Returns how many they are.
+// Makes `list` the attributes of an entry; of none (null), the empty list. Returns how many they are.
 KV_EXPORT int da_ParseAttribList(const da_entry *entry, da_list *list);
 
 // Returns attribute number `number` (from 0) of `list`, or null when there are not so many.
 KV_EXPORT const da_attribute *da_GetAttrib(const da_list *list, int number);
 
 // Reads a list in text form into `list`, which refers to `text`: /NAME=VALUE/NAME/.../, where a name alone
-// has the empty value and the first and last "/" may be missing. The last four arguments are not used; pass
-// 0. Returns 1, or 0 with an empty list when there is no attribute, a name is not valid, or there are too
-// many.
+// has the empty value and the first and last "/" may be missing. There are no escapes: a value ends at the
+// next "/". The last four arguments are not used; pass 0. Returns 1, or 0 with an empty list when there is no
+// attribute, a name is not valid, or there are too many.
 KV_EXPORT int da_ParseEntry2(const char *text, da_list *list, int unused1, int unused2, int unused3,
                              int unused4);
 

@@ -34,10 +34,14 @@ bool parse_number(std::string_view text, int &number) {
     return error == std::errc{} && end == text.data() + text.size();
 }
 
-void log_skipped_line(const char *path, int line_number, const char *reason) {
+void log_line(int severity, int message, const char *path, int line_number, const char *reason) {
     std::array<char, kNumberSize> number{};
     std::to_chars(number.data(), number.data() + number.size() - 1, line_number);
-    er_LogMsg(kSkippedLineSeverity, MES_SET_SERVER, kLineSkipped, path, number.data(), reason, nullptr);
+    er_LogMsg(severity, MES_SET_SERVER, message, path, number.data(), reason, nullptr);
+}
+
+void log_skipped_line(const char *path, int line_number, const char *reason) {
+    log_line(kSkippedLineSeverity, kLineSkipped, path, line_number, reason);
 }
 
 void for_each_line(const char *path, void (*visit)(void *context, const HomeLine &line), void *context) {

@@ -47,7 +47,10 @@ void for_each_line(const char *path, Visit visit) {
 
 inline constexpr int kMaxHomeLine = 8192;
 
-// Logs that a line was skipped, and why, for the administrator who keeps the file.
+// Logs `message` of the server's set about a line of a file, for the administrator who keeps it.
+void log_line(int severity, int message, const char *path, int line_number, const char *reason);
+
+// Logs that a line was skipped, and why.
 void log_skipped_line(const char *path, int line_number, const char *reason);
 
 // A table made by `Table::load()` from files of the home: made at the first use, made anew when the home has

@@ -57,6 +57,7 @@ class CharSet {
 inline constexpr CharSet kUpperCase = CharSet::range('A', 'Z');
 inline constexpr CharSet kLetters = kUpperCase | CharSet::range('a', 'z');
 inline constexpr CharSet kDigits = CharSet::range('0', '9');
+inline constexpr CharSet kBlanks{" \t"};
 inline constexpr CharSet kWhiteSpace{" \t\n\v\f\r"};
 inline constexpr CharSet kControls = CharSet::range('\0', '\x1F') | CharSet{"\x7F"};
 
