@@ -13,6 +13,9 @@ namespace mim {
 
 // The source file names that failure positions carry; each area has its own.
 inline constexpr const char *kArpOrnFile = "mim_ArpOrn";
+inline constexpr const char *kOrnArpFile = "mim_OrnArp";
+inline constexpr const char *kCertArpFile = "mim_CertArp";
+inline constexpr const char *kMapornFile = "mim_maporn";
 
 // The classes of trace announcements.
 enum class TraceClass : int {
