@@ -41,8 +41,12 @@ enum {
     MIM_DIRECTORY_SIZE = 65,     // the name of a directory
     MIM_ATTRIBUTE_SIZE = 65,     // the name of a directory attribute
     MIM_RESERVED_SIZE = 4,       // the field of ~/sys/config that is handed on unread
-    MIM_MAX_MESSAGE_ID = 4095,   // characters of a decoded message identifier, and of the O/R name in it
-    MIM_DATE_SIZE = 32           // a date
+    MIM_CONFIG_RESERVED = 472,   // where in ~/sys/config its fields stand
+    MIM_CONFIG_DELIMITER = 476,
+    MIM_CONFIG_STYLE = 480,
+    MIM_CONFIG_MODE = 482,
+    MIM_MAX_MESSAGE_ID = 4095,  // characters of a decoded message identifier, and of the O/R name in it
+    MIM_DATE_SIZE = 32          // a date
 };
 
 // ---- Address parsing (RFC 822) ----
@@ -270,10 +274,10 @@ MIM_EXPORT void mim_DoFormatORN(const char *orn, char *out, int personal, int16_
 
 // Writes the Internet address recorded in the O/R name (field 130) into `out` (MIM_TEXT_SIZE bytes): the bare
 // address, or with `keep_text` not 0 the whole text, of which the first MIM_MAX_TEXT characters count.
-// Without one, a common name that is the mail system's (message (100, 7617), or as long as that and beginning
-// with MAIL-SYSTEM) is written instead. `*from_system_name` (may be null) is 1 when that happened, else 0.
-// Returns 1 when what was found is 7-bit text, else 0; `out` stays as it was when nothing was found. Passes
-// failures on.
+// Without an address there, a common name that is the mail system's (message (100, 7617), or as long as that
+// and beginning with MAIL-SYSTEM) is written instead. `*from_system_name` (may be null) is 1 when that
+// happened, else 0. Returns 1 when what was found is 7-bit text, else 0; `out` stays as it was without
+// either, but for a text of field 130 that holds no address. Passes failures on.
 MIM_EXPORT int mim_GetIA(const char *orn, char *out, int keep_text, int *from_system_name);
 
 // Writes the value of the first domain-defined attribute of an accepted type (UXO_CHECK_TYPES_OF_DDA; else
@@ -283,11 +287,12 @@ MIM_EXPORT int mim_GetIA(const char *orn, char *out, int keep_text, int *from_sy
 MIM_EXPORT int mim_GetDDA(const char *orn, char *out);
 
 // Looks the O/R name up in the directory `directory` and writes the first value of the entry's attribute
-// `attribute` into `out` (MIM_TEXT_SIZE bytes; cut at MIM_MAX_TEXT characters). The entry must hold all the
-// name's attributes; when none does, those that INET_IA_RESOLVE_MASK names. Returns 1 when exactly one entry
-// was found and it has the attribute, else 0 with `out` as it was; 0 at once when `mapping_on` or `directory`
-// is 0. Logs (102, 1141) the address, or (102, 1142) that the name is ambiguous. A recoverable failure of the
-// services gives 0; a persistent one is passed on.
+// `attribute` into `out` (MIM_TEXT_SIZE bytes). The entry must hold all the name's attributes, to the letter
+// or else without regard to case and blanks; when none does, those that INET_IA_RESOLVE_MASK names. Returns 1
+// when exactly one entry was found and it has the attribute, in at most MIM_MAX_TEXT characters; else 0 with
+// `out` as it was, and 0 at once when `mapping_on` or `directory` is 0. Logs (102, 1141) the address, or
+// (102, 1142) that the name is ambiguous. A recoverable failure of the services gives 0; a persistent one is
+// passed on.
 MIM_EXPORT int mim_GetDirArpaORN(const char *orn, char *out, int mapping_on, int16_t directory,
                                  const char *attribute);
 
@@ -317,8 +322,8 @@ MIM_EXPORT int mim_RoughRoutableToUnix(const char *orn);
 // of its entry in the directory; the directory; the line of ~/sys/unixmap.out for its domain, with the
 // formatted name as local part; the last resorts. The address is reduced to the bare one, and one without a
 // domain gets the local host's: HOSTNAME, else UXO_FQDN, else UAL_POP3_HOSTNAME, else the system's, which is
-// read once per process, as INET_DISPLAY_IA_COMMENTS is. No result is longer than MIM_MAX_TEXT characters; of
-// a longer one the parser reads the first MIM_MAX_ADDRESS.
+// read once per process, as INET_DISPLAY_IA_COMMENTS is. A source whose address would be longer than
+// MIM_MAX_TEXT characters gives none; of one with just so many the parser reads the first MIM_MAX_ADDRESS.
 //
 // Returns 1 when the address came from a domain-defined attribute, the directory, the map for a routable
 // name, or the rules, else 0, with an address or without. Passes failures on, but for recoverable ones of the
@@ -336,8 +341,8 @@ MIM_EXPORT int mim_ConvORNIaToArpaORN(const char *orn, char *out, int routable, 
                                       int fallback, int comments);
 
 // Writes what the rules of ~/sys/unixout.rules make of `surname` (its first MIM_MAX_REWRITE + 1 characters)
-// into `out` (MIM_TEXT_SIZE bytes; cut at MIM_MAX_TEXT characters); empty when the file cannot be opened.
-// Failures are swallowed.
+// into `out` (MIM_TEXT_SIZE bytes); empty when the file cannot be opened or the result is longer than
+// MIM_MAX_TEXT characters. Failures are swallowed.
 MIM_EXPORT void mim_GetArpaORNFromSurname(const char *surname, char *out);
 
 // Writes the bare Internet address under which the user of an O/R name is known in certificates into `out`
