@@ -1,41 +1,31 @@
 // The gateway map beside a plain getline loop over the same file, and the whole conversion.
 
 #include <benchmark/benchmark.h>
-#include <unistd.h>
 
 #include <array>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <string>
 
+#include "bench_file.h"
 #include "bench_text.h"
 #include "ext.h"
 #include "mim.h"
 
 namespace {
 
-// A map of `lines` entries, removed at the end.
-class MapFile {
+// A map of `lines` entries.
+class MapFile : public BenchFile {
   public:
-    explicit MapFile(std::int64_t lines)
-        : path_(std::filesystem::temp_directory_path() / ("mim-bench-map-" + std::to_string(getpid()))) {
-        std::ofstream out{path_};
+    explicit MapFile(std::int64_t lines) : BenchFile("map") {
+        std::ofstream out{path()};
         for (std::int64_t i = 0; i < lines; ++i) {
             out << "dept" << i << ".site" << i % 97 << (i % 3 == 0 ? ".example.org" : ".example.com")
                 << "#C$gb.ADMD$albion"
                 << ".PRMD$acme.O$Acme.OU$site" << i % 97 << ".OU$dept" << i << "#\n";
         }
     }
-    MapFile(const MapFile &) = delete;
-    MapFile &operator=(const MapFile &) = delete;
-    ~MapFile() { std::filesystem::remove(path_); }
-
-    [[nodiscard]] const char *path() const { return path_.c_str(); }
-
-  private:
-    std::filesystem::path path_;
 };
 
 void getline_loop(benchmark::State &state) {
