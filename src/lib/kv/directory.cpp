@@ -262,7 +262,7 @@ void Directory::make_index() {
     bucket_shift_ = 2 * kHashBits - bucket_bits;
     bucket_begins_.assign((std::size_t{1} << bucket_bits) + 1, 0);
     for (const Posting posting : postings_) {
-        ++bucket_begins_[(posting >> bucket_shift_) + 1];
+        ++bucket_begins_[bucket_of(posting) + 1];
     }
     std::partial_sum(bucket_begins_.begin(), bucket_begins_.end(), bucket_begins_.begin());
 }
@@ -331,7 +331,7 @@ void Directory::show(std::uint32_t entry, std::string_view wanted, da_entry &res
 std::span<const Directory::Posting> Directory::postings_of(std::uint32_t name, std::string_view value) const {
     const Posting first = Posting{hash_of(name, value)} << kHashBits;
     const Posting last = first | ~std::uint32_t{0};
-    const auto bucket = static_cast<std::size_t>(first >> bucket_shift_);
+    const std::size_t bucket = bucket_of(first);
     const Posting *bucket_end = postings_.data() + bucket_begins_[bucket + 1];
     const Posting *begin = std::lower_bound(postings_.data() + bucket_begins_[bucket], bucket_end, first);
     return {begin, std::upper_bound(begin, bucket_end, last)};

@@ -78,6 +78,9 @@ class Directory {
     using Posting = std::uint64_t;
 
     void make_index();
+    [[nodiscard]] std::size_t bucket_of(Posting posting) const {
+        return static_cast<std::size_t>(posting >> bucket_shift_);
+    }
     [[nodiscard]] std::span<const Posting> postings_of(std::uint32_t name, std::string_view value) const;
     [[nodiscard]] std::span<const Attribute> attributes_of(std::uint32_t entry) const;
     [[nodiscard]] std::string_view values_of(const Attribute &attribute) const;
