@@ -2,9 +2,9 @@
 //
 // Each value of each entry is a posting: the hash of the attribute and of the value as loose comparison sees
 // it, and the entry. The postings stand sorted, so those of one value stand together, in the file's order; a
-// table over the hashes' top bits tells where. A search takes the shortest of its attributes' runs and
-// compares those entries' values themselves, exactly or loosely, so that equal hashes of different values do
-// no harm.
+// table over the hashes' top bits tells where. A search takes the shortest of its attributes' runs, or the
+// first that is short enough, and compares those entries' values themselves, exactly or loosely, so that
+// equal hashes of different values do no harm.
 
 #include "directory.h"
 
@@ -24,6 +24,7 @@ namespace {
 constexpr std::string_view kPasswordName = "userPassword";
 constexpr unsigned kHashBits = 32;
 constexpr std::size_t kPostingsOfBucket = 4;  // on the average
+constexpr std::size_t kFewEntries = 8;        // comparing these costs less than looking for a shorter run
 
 // The characters of a value as loose comparison sees them.
 class LooseText {
@@ -288,6 +289,9 @@ Directory::Matches Directory::find(const da_list &filter, Comparison comparison)
             return {};
         }
         conditions[i] = {name->second, value_of(filter.attributes[i])};
+        if (i > 0 && candidates.size() <= kFewEntries) {
+            continue;
+        }
         const std::span<const Posting> postings = postings_of(conditions[i].name, conditions[i].value);
         if (i == 0 || postings.size() < candidates.size()) {
             candidates = postings;

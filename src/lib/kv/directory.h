@@ -41,7 +41,7 @@ class Directory {
     };
 
     // Finds the entries that hold every attribute of `filter`. Looks at no more entries than hold the rarest
-    // of these. Allocates nothing.
+    // of these, or at a few. Allocates nothing.
     [[nodiscard]] Matches find(const da_list &filter, Comparison comparison) const;
 
     // Makes `result` the attributes `wanted` of an entry: a name, DA_X400_ATTRIBUTES, or "" for all.
