@@ -7,6 +7,7 @@
 
 #include "frame.h"
 #include "mim.h"
+#include "text/writer.h"
 
 namespace {
 
@@ -27,12 +28,14 @@ void write_date(std::uint32_t time, int offset_minutes, char *out) {
     const chrono::year_month_day date{midnight};
     const chrono::hh_mm_ss clock{local - midnight};
     const int zone = std::abs(offset_minutes);
-    std::snprintf(out, MIM_DATE_SIZE, "%s, %u %s %04d %02d:%02d:%02d %c%02d%02d",
+    std::array<char, 3 * MIM_DATE_SIZE> text{};
+    std::snprintf(text.data(), text.size(), "%s, %u %s %04d %02d:%02d:%02d %c%02d%02d",
                   kDays[chrono::weekday{midnight}.c_encoding()], static_cast<unsigned>(date.day()),
                   kMonths[static_cast<unsigned>(date.month()) - 1], static_cast<int>(date.year()),
                   static_cast<int>(clock.hours().count()), static_cast<int>(clock.minutes().count()),
                   static_cast<int>(clock.seconds().count()), offset_minutes >= 0 ? '+' : '-',
                   zone / kMinutesPerHour, zone % kMinutesPerHour);
+    text::copy_text(text.data(), out, MIM_DATE_SIZE);
 }
 
 }  // namespace
