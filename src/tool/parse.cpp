@@ -3,16 +3,12 @@
 #include <array>
 
 #include "commands.h"
-#include "escape.h"
 #include "mim.h"
 #include "rows.h"
 
 namespace tool {
 
 namespace {
-
-// Parts stand between quotes in their column, so a quote is escaped too, and the backslash with it.
-constexpr text::CharSet kQuotedSpecials = kColumnSpecials | text::CharSet{"\"\\"};
 
 enum Part { kPhrase, kAddress, kRoute, kLocalPart, kDomain, kPartCount };
 constexpr std::array<const char *, kPartCount> kPartNames = {"phrase", "address", "route", "local", "domain"};
@@ -25,25 +21,11 @@ class Parse : public Conversion {
         mim_parse_address(item, parts_[kPhrase].data(), parts_[kAddress].data(), parts_[kRoute].data(),
                           parts_[kLocalPart].data(), parts_[kDomain].data());
         for (std::size_t part = 0; part < kPartCount; ++part) {
-            if (answer.as_json) {
-                answer.result[kPartNames[part]] = parts_[part].data();
-            } else {
-                append_part(answer.column, kPartNames[part], parts_[part].data());
-            }
+            answer.set_part(kPartNames[part], parts_[part].data());
         }
     }
 
   private:
-    static void append_part(std::string &column, const char *name, const char *value) {
-        if (!column.empty()) {
-            column += ' ';
-        }
-        column += name;
-        column += "=\"";
-        append_escaped(column, value, kQuotedSpecials);
-        column += '"';
-    }
-
     std::array<std::array<char, MIM_ADDRESS_SIZE>, kPartCount> parts_{};
 };
 

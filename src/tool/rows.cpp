@@ -4,7 +4,6 @@
 #include "rows.h"
 
 #include "escape.h"
-#include "items.h"
 #include "json_line.h"
 #include "mes.h"
 
@@ -15,6 +14,9 @@ namespace {
 // The one failure that an item alone can cause: its O/R name would be too long (nm.h). Behind any other
 // stands a file or a service.
 constexpr int kNameTooLong = 905;
+
+// The parts of a result stand between quotes, so a quote is escaped too, and the backslash with it.
+constexpr text::CharSet kQuotedSpecials = kColumnSpecials | text::CharSet{"\"\\"};
 
 bool is_of_item(const er_identity &failure) {
     return failure.set == MES_SET_SERVER && failure.number == kNameTooLong;
@@ -34,54 +36,51 @@ std::string find_fault(const Item &item, std::size_t longest_item) {
     return {};
 }
 
-// Converts one item. Returns why it has no result, or the empty text.
-std::string convert_item(Session &session, const Item &item, Conversion &conversion, Answer &answer) {
-    std::string fault = find_fault(item, conversion.longest_item());
-    if (!fault.empty()) {
+// Converts one item; the answer has its result, or the reason why there is none.
+void convert_item(Session &session, const Item &item, Conversion &conversion, Answer &answer) {
+    answer.clear();
+    answer.fault = find_fault(item, conversion.longest_item());
+    if (answer.fault.empty()) {
+        const std::optional<er_identity> failure =
+            session.run_step({}, [&] { conversion.convert(item.text.data(), answer); });
+        if (failure) {
+            answer.clear();
+            answer.fault = describe(*failure);
+            if (!is_of_item(*failure)) {
+                session.note(Exit::kFailed);
+            }
+        }
+    }
+    if (!answer.fault.empty()) {
         session.note(Exit::kNoResult);
-        return fault;
     }
-    session.begin_item();
-    if (protect([&] { conversion.convert(item.text.data(), answer); }) == 0) {
-        session.report_survived();
-        return {};
-    }
-    er_identity failure{};
-    er_LastFailure(&failure);
-    er_Clear();
-    if (er_GetLive() != 0) {
-        er_TraceBeforeJump("rows", __LINE__);
-        er_Jump(er_GetCurrEnv(), 1);
-    }
-    session.note(is_of_item(failure) ? Exit::kNoResult : Exit::kFailed);
-    return describe(failure);
 }
 
-void append_columns(std::string &out, const Item &item, const Answer &answer, const std::string &fault) {
+void append_columns(std::string &out, const Item &item, const Answer &answer) {
     append_escaped(out, item.text, kColumnSpecials);
     out += '\t';
-    if (fault.empty()) {
+    if (answer.fault.empty()) {
         out += answer.column;
         out += "\tok\n";
     } else {
         out += "\terror: ";
-        append_escaped(out, fault, kColumnSpecials);
+        append_escaped(out, answer.fault, kColumnSpecials);
         out += '\n';
     }
 }
 
-void append_object(std::string &out, const Item &item, const Answer &answer, const std::string &fault) {
+void append_object(std::string &out, const Item &item, const Answer &answer) {
     Json row;
     row["input"] = item.text;
-    if (fault.empty()) {
+    if (answer.fault.empty()) {
         row["result"] = answer.result;
         row["status"] = "ok";
-        if (answer.details.is_object()) {
-            row.update(answer.details);
-        }
     } else {
         row["result"] = nullptr;
-        row["status"] = "error: " + fault;
+        row["status"] = "error: " + answer.fault;
+    }
+    if (answer.details.is_object()) {
+        row.update(answer.details);
     }
     append_json_line(out, row);
 }
@@ -96,25 +95,47 @@ void Answer::set(std::string_view text) {
     }
 }
 
+void Answer::set_part(const char *name, std::string_view value) {
+    if (as_json) {
+        result[name] = value;
+        return;
+    }
+    if (!column.empty()) {
+        column += ' ';
+    }
+    column += name;
+    column += "=\"";
+    append_escaped(column, value, kQuotedSpecials);
+    column += '"';
+}
+
+void Answer::clear() {
+    column.clear();
+    result = nullptr;
+    details = nullptr;
+    fault.clear();
+}
+
+void append_row(Session &session, const Item &item, const Answer &answer) {
+    std::string &rows = session.rows.buffer();
+    if (session.json) {
+        append_object(rows, item, answer);
+    } else {
+        append_columns(rows, item, answer);
+    }
+    session.rows.flush_full_block();
+}
+
 void convert_items(Session &session, const std::vector<std::string> &arguments, Conversion &conversion) {
     Items items{arguments, session.rows};
-    Answer answer{session.json, {}, nullptr, nullptr};
+    Answer answer{session.json};
     while (session.rows.error() == 0) {
         const std::optional<Item> item = items.next();
         if (!item) {
             return;
         }
-        answer.column.clear();
-        answer.result = nullptr;
-        answer.details = nullptr;
-        const std::string fault = convert_item(session, *item, conversion, answer);
-        std::string &rows = session.rows.buffer();
-        if (session.json) {
-            append_object(rows, *item, answer, fault);
-        } else {
-            append_columns(rows, *item, answer, fault);
-        }
-        session.rows.flush_full_block();
+        convert_item(session, *item, conversion, answer);
+        append_row(session, *item, answer);
     }
 }
 

@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "items.h"
 #include "session.h"
 
 namespace tool {
@@ -16,14 +17,28 @@ using Json = nlohmann::ordered_json;
 
 // What became of one item, in the form that the run asks for. Texts may hold any byte.
 struct Answer {
+    explicit Answer(bool json) : as_json(json) {}
+
     bool as_json;
     std::string column;  // the result column, escaped; empty in JSON
     Json result;         // the member "result"; null in columns
     Json details;        // an object whose members follow "status", or null
+    std::string fault;   // why there is no result, or empty
 
     // Makes `text` the result.
     void set(std::string_view text);
+
+    // Makes `value` the part `name` of a result of several: name="value" in the column.
+    void set_part(const char *name, std::string_view value);
+
+    // Says that there is no result, and why.
+    void miss(std::string_view reason) { fault = reason; }
+
+    void clear();
 };
+
+// Writes the row of `item`.
+void append_row(Session &session, const Item &item, const Answer &answer);
 
 // One way to turn an item into a result.
 class Conversion {
@@ -33,7 +48,7 @@ class Conversion {
     // The longest item that the library takes whole; a longer one is a miss, not an answer to another item.
     [[nodiscard]] virtual std::size_t longest_item() const = 0;
 
-    // Fills `answer` for `item`. Failures of the library pass through.
+    // Fills `answer`, which is clear, for `item`. Failures of the library pass through.
     virtual void convert(const char *item, Answer &answer) = 0;
 };
 

@@ -23,6 +23,9 @@ std::string error_text(int error) {
 ToolError::ToolError(const std::string &subject, int error)
     : std::runtime_error(subject + ": " + error_text(error)) {}
 
+ToolError::ToolError(const std::string &subject, const char *reason)
+    : std::runtime_error(subject + ": " + reason) {}
+
 Session::Session() : rows(STDOUT_FILENO), diagnostics_(STDERR_FILENO) {
     er_SetLogSink([](void *session, int severity,
                      const char *line) { static_cast<Session *>(session)->log(severity, line); },
@@ -79,16 +82,15 @@ void Session::note(Exit exit) {
     worst_ = std::max(worst_, exit);
 }
 
-void Session::begin_item() {
+// Forgets what the step before raised and left open.
+void Session::begin_step() {
     call_tree_.restart();
     raised_.reset();
 }
 
-void Session::report_survived() {
-    if (raised_) {
-        note(Exit::kFailed);
-        report("error", describe(*raised_));
-    }
+void Session::report_failure(std::string_view subject, const er_identity &failure) {
+    note(Exit::kFailed);
+    report("error", (subject.empty() ? std::string{} : std::string{subject} + ": ") + describe(failure));
 }
 
 Exit Session::finish() {
@@ -98,6 +100,17 @@ Exit Session::finish() {
         report("error", "standard output: " + error_text(rows.error()));
     }
     return worst_;
+}
+
+er_identity take_failure() {
+    er_identity failure{};
+    er_LastFailure(&failure);
+    er_Clear();
+    if (er_GetLive() != 0) {
+        er_TraceBeforeJump("session", __LINE__);
+        er_Jump(er_GetCurrEnv(), 1);
+    }
+    return failure;
 }
 
 std::string describe(const er_identity &failure) {

@@ -28,6 +28,9 @@ class ToolError : public std::runtime_error {
   public:
     // "SUBJECT: what errno `error` means"
     ToolError(const std::string &subject, int error);
+
+    // "SUBJECT: REASON"
+    ToolError(const std::string &subject, const char *reason);
 };
 
 class Session {
@@ -54,10 +57,15 @@ class Session {
 
     void note(Exit exit);
 
-    // Each item between two calls: begin_item forgets what the item before raised and left open;
-    // report_survived reports the last failure that the library raised since then and got over by itself.
-    void begin_item();
-    void report_survived();
+    // Runs `body`, which does what belongs to one item, or to none. Returns the failure that ended it, if one
+    // did; a persistent one goes on to the outermost handler. The last one that the library raised and got
+    // over by itself is reported, as one of `subject` unless that is empty.
+    template <typename Body>
+    [[nodiscard]] std::optional<er_identity> run_step(std::string_view subject, Body &&body);
+
+    // Runs `body`, which prepares `subject` for the items. A failure is reported, and the run goes on.
+    template <typename Body>
+    void prepare(std::string_view subject, Body &&body);
 
     // Writes the last rows, and returns how the command ends.
     [[nodiscard]] Exit finish();
@@ -66,10 +74,12 @@ class Session {
     void log(int severity, const char *line);
     void trace_event(const er_trace_event &event);
     void write_diagnostic();
+    void begin_step();
+    void report_failure(std::string_view subject, const er_identity &failure);
 
     Output diagnostics_;
     CallTree call_tree_;
-    std::optional<er_identity> raised_;  // the last failure since begin_item
+    std::optional<er_identity> raised_;  // the last failure since begin_step
     Exit worst_ = Exit::kDone;
 };
 
@@ -80,8 +90,31 @@ template <typename Body>
     return er_Try([](void *context) { (*static_cast<std::remove_reference_t<Body> *>(context))(); }, &body);
 }
 
+// Disposes of the failure that ended a protected region, and returns it; a persistent one goes on to the
+// outermost handler.
+[[nodiscard]] er_identity take_failure();
+
 // The catalogue text of this thread's last failure, with its set and number.
 [[nodiscard]] std::string describe(const er_identity &failure);
+
+template <typename Body>
+std::optional<er_identity> Session::run_step(std::string_view subject, Body &&body) {
+    begin_step();
+    if (protect(body) != 0) {
+        return take_failure();
+    }
+    if (raised_) {
+        report_failure(subject, *raised_);
+    }
+    return std::nullopt;
+}
+
+template <typename Body>
+void Session::prepare(std::string_view subject, Body &&body) {
+    if (const std::optional<er_identity> failure = run_step(subject, body)) {
+        report_failure(subject, *failure);
+    }
+}
 
 }  // namespace tool
 
