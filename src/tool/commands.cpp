@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <string_view>
 
+#include "numbers.h"
+
 namespace tool {
 
 namespace {
@@ -26,12 +28,62 @@ CLI::App *add_family(CLI::App &parent, const char *name, const char *description
     return add_command(parent, name, description)->require_subcommand(1);
 }
 
-const CLI::Option *add_flag(CLI::App &app, const char *name, const char *description) {
+CLI::Option *add_flag(CLI::App &app, const char *name, const char *description) {
     return app.add_flag(name)->description(description);
 }
 
 bool is_set(const CLI::Option *flag) {
     return flag->count() > 0 && flag->as<bool>();
+}
+
+const CLI::Option *add_switch(CLI::App &app, const std::string &name, const char *description) {
+    return app.add_flag("--" + name + ",!--no-" + name)->take_last()->description(description);
+}
+
+std::optional<bool> switch_of(const CLI::Option *option) {
+    return option->count() > 0 ? std::optional{option->as<bool>()} : std::nullopt;
+}
+
+const CLI::Option *add_value(CLI::App &app, const char *name, const char *value, const char *description,
+                             const FindFault &find_fault) {
+    // Read with Option::results, as the items are.
+    CLI::Option *option = app.add_option(name)->type_size(1)->expected(1);
+    if (find_fault) {
+        option->check([find_fault](const std::string &text) { return find_fault(unguard(text)); });
+    }
+    return option->type_name(value)->description(description);
+}
+
+std::optional<std::string> value_of(const CLI::Option *option) {
+    return option->count() > 0 ? std::optional{unguard(option->results().front())} : std::nullopt;
+}
+
+const CLI::Option *add_number(CLI::App &app, const char *name, const char *value, const char *description,
+                              std::int16_t least) {
+    return add_value(app, name, value, description, [least](const std::string &text) {
+        const auto number = read_number<std::int16_t>(text);
+        return number && *number >= least ? std::string{} : not_a_number(least);
+    });
+}
+
+std::optional<std::int16_t> number_of(const CLI::Option *option) {
+    const std::optional<std::string> text = value_of(option);
+    return text ? read_number<std::int16_t>(*text) : std::nullopt;
+}
+
+const CLI::Option *add_choice(CLI::App &app, const char *name, const char *description) {
+    return add_value(app, name, "yes|no|auto", description, [](const std::string &text) {
+        return text == "yes" || text == "no" || text == "auto" ? "" : "neither yes, no nor auto";
+    });
+}
+
+std::optional<bool> choice_of(const CLI::Option *option) {
+    const std::string choice = value_of(option).value_or("auto");
+    return choice != "auto" ? std::optional{choice == "yes"} : std::nullopt;
+}
+
+void exclude(CLI::Option *one, CLI::Option *other) {
+    one->excludes(other);
 }
 
 const CLI::Option *add_items(CLI::App &app, const char *name) {

@@ -2,7 +2,10 @@
 #ifndef TOOL_COMMANDS_H
 #define TOOL_COMMANDS_H
 
+#include <cstdint>
 #include <functional>
+#include <limits>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -23,16 +26,45 @@ struct Command {
 };
 
 void add_to_x400(CLI::App &parent, std::vector<Command> &commands);
+void add_to_internet(CLI::App &parent, std::vector<Command> &commands);
+void add_certificate(CLI::App &parent, std::vector<Command> &commands);
 void add_parse(CLI::App &parent, std::vector<Command> &commands);
 void add_rules(CLI::App &parent, std::vector<Command> &commands);
+void add_map(CLI::App &parent, std::vector<Command> &commands);
+void add_msgid(CLI::App &parent, std::vector<Command> &commands);
+void add_date(CLI::App &parent, std::vector<Command> &commands);
+void add_config(CLI::App &parent, std::vector<Command> &commands);
 
 // Adds a subcommand, and a family of them, of which one must be chosen.
 CLI::App *add_command(CLI::App &parent, const char *name, const char *description);
 CLI::App *add_family(CLI::App &parent, const char *name, const char *description);
 
 // Adds an option without a value, and tells whether it was given.
-const CLI::Option *add_flag(CLI::App &app, const char *name, const char *description);
+CLI::Option *add_flag(CLI::App &app, const char *name, const char *description);
 [[nodiscard]] bool is_set(const CLI::Option *flag);
+
+// Adds the pair of options --NAME and --no-NAME, and tells which was given last.
+const CLI::Option *add_switch(CLI::App &app, const std::string &name, const char *description);
+[[nodiscard]] std::optional<bool> switch_of(const CLI::Option *option);
+
+// Adds an option with a value, which the help calls `value`, and returns what was given. `find_fault` returns
+// what is wrong with a value, or the empty text.
+using FindFault = std::function<std::string(const std::string &)>;
+const CLI::Option *add_value(CLI::App &app, const char *name, const char *value, const char *description,
+                             const FindFault &find_fault = nullptr);
+[[nodiscard]] std::optional<std::string> value_of(const CLI::Option *option);
+
+// The same for a 16-bit number of at least `least`.
+const CLI::Option *add_number(CLI::App &app, const char *name, const char *value, const char *description,
+                              std::int16_t least = std::numeric_limits<std::int16_t>::min());
+[[nodiscard]] std::optional<std::int16_t> number_of(const CLI::Option *option);
+
+// The same for yes, no and auto; auto is the default, and the answer is then nothing.
+const CLI::Option *add_choice(CLI::App &app, const char *name, const char *description);
+[[nodiscard]] std::optional<bool> choice_of(const CLI::Option *option);
+
+// Makes it wrong use to give both options.
+void exclude(CLI::Option *one, CLI::Option *other);
 
 // Adds the positional arguments `name...`, the items of a subcommand, and returns those that were given.
 const CLI::Option *add_items(CLI::App &app, const char *name);

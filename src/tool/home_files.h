@@ -9,6 +9,9 @@ namespace tool {
 
 inline constexpr const char *kInboundRules = "~/sys/unixin.rules";
 inline constexpr const char *kGatewayMap = "~/sys/unixmap.gw";
+inline constexpr const char *kOutboundRules = "~/sys/unixout.rules";
+inline constexpr const char *kDomainMap = "~/sys/unixmap.out";
+inline constexpr const char *kConfig = "~/sys/config";
 
 // Makes `directory` the home. Throws ToolError unless it is a directory with a sys directory.
 void use_home(const std::string &directory);

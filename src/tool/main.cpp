@@ -71,8 +71,14 @@ void run(int argc, char **argv, Session &session) {
     add_global_options(app, session);
     std::vector<Command> commands;
     add_to_x400(app, commands);
+    add_to_internet(app, commands);
+    add_certificate(app, commands);
     add_parse(app, commands);
     add_rules(app, commands);
+    add_map(app, commands);
+    add_msgid(app, commands);
+    add_date(app, commands);
+    add_config(app, commands);
     std::vector<std::string> arguments = guard_arguments(argc, argv);
     std::reverse(arguments.begin(), arguments.end());  // as the parser wants them
     try {

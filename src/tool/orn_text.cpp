@@ -81,6 +81,16 @@ Json fields_by_keyword(const OrName &orn) {
 
 }  // namespace
 
+bool read_orn(const char *text, OrName &orn, std::string &fault) {
+    nm_text_error error{};
+    if (nm_ParseText(text, orn.text.data(), &orn.index, &error) != 0) {
+        return true;
+    }
+    fault = error.reason;
+    fault += " at character " + std::to_string(error.offset + 1);
+    return false;
+}
+
 void answer_orn(OrName &orn, Answer &answer) {
     const int length = nm_FormatText(orn.text.data(), orn.form.data(), NM_TEXT_SIZE);
     answer.set({orn.form.data(), static_cast<std::size_t>(length)});
