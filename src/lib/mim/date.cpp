@@ -17,6 +17,7 @@ constexpr std::array<const char *, 7> kDays{"Sun", "Mon", "Tue", "Wed", "Thu", "
 constexpr std::array<const char *, 12> kMonths{"Jan", "Feb", "Mar", "Apr", "May", "Jun",
                                                "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
 constexpr int kMinutesPerHour = 60;
+constexpr std::size_t kLongestText = 96;  // of a date whose numbers were any that their types hold
 
 // Every count of seconds that 32 bits hold is a date, in 64-bit arithmetic. The zone of an absurd offset may
 // have more than four digits, and is cut.
@@ -28,7 +29,7 @@ void write_date(std::uint32_t time, int offset_minutes, char *out) {
     const chrono::year_month_day date{midnight};
     const chrono::hh_mm_ss clock{local - midnight};
     const int zone = std::abs(offset_minutes);
-    std::array<char, 3 * MIM_DATE_SIZE> text{};
+    std::array<char, kLongestText> text{};
     std::snprintf(text.data(), text.size(), "%s, %u %s %04d %02d:%02d:%02d %c%02d%02d",
                   kDays[chrono::weekday{midnight}.c_encoding()], static_cast<unsigned>(date.day()),
                   kMonths[static_cast<unsigned>(date.month()) - 1], static_cast<int>(date.year()),
