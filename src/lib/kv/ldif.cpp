@@ -213,16 +213,16 @@ bool LdifReader::parse_line() {
 }
 
 // Reads what follows the colon of the current line.
-bool LdifReader::read_value(std::string_view specification) {
-    if (specification.starts_with('<')) {
+bool LdifReader::read_value(std::string_view value_spec) {
+    if (value_spec.starts_with('<')) {
         return fail("values from URLs are not supported");
     }
-    const bool is_base64 = specification.starts_with(':');
-    specification.remove_prefix(is_base64 ? 1 : 0);
-    specification.remove_prefix(std::min(specification.find_first_not_of(' '), specification.size()));
-    std::size_t length = specification.size();
+    const bool is_base64 = value_spec.starts_with(':');
+    value_spec.remove_prefix(is_base64 ? 1 : 0);
+    value_spec.remove_prefix(std::min(value_spec.find_first_not_of(' '), value_spec.size()));
+    std::size_t length = value_spec.size();
     char *text = line_.text + (line_.length - length);
-    if (is_base64 && !decode_base64(specification, text, length)) {
+    if (is_base64 && !decode_base64(value_spec, text, length)) {
         return fail(kBadBase64);
     }
     value_ = {text, length};

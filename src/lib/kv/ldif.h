@@ -49,7 +49,7 @@ class LdifReader {
     void fetch();
     [[nodiscard]] bool read_line();
     [[nodiscard]] bool parse_line();
-    [[nodiscard]] bool read_value(std::string_view specification);
+    [[nodiscard]] bool read_value(std::string_view value_spec);
     bool fail(const char *reason);
 
     os_file *file_;
