@@ -209,6 +209,9 @@ TEST(Directory, OpensByNameAndPassword) {
     for (const auto &[filter, wanted, want] : searches) {
         EXPECT_EQ(search(DR_MAX_OPEN, filter, wanted), want) << filter;
     }
+    for (std::int16_t directory = 1; directory <= DR_MAX_OPEN; ++directory) {
+        dr_CloseDir(directory);
+    }
 }
 
 // Rows: an O/R name, or none; its list, or another one; the O/R name that the list makes.

@@ -90,6 +90,7 @@ Result record(const char *name, Result (* /*own*/)(Arguments...), std::type_iden
 void spy::fail_call(int nth, Fault fault) {
     state.calls_to_fault = nth;
     state.fault = fault;
+    state.failed.clear();
 }
 
 std::string spy::end_fault() {

@@ -103,18 +103,16 @@ class ConfigFile {
     }
     ConfigFile(const ConfigFile &) = delete;
     ConfigFile &operator=(const ConfigFile &) = delete;
-    ~ConfigFile() {
-        mim::clean_up_quietly([this] { close(); });
-    }
+    ~ConfigFile() { close_quietly(); }
 
     // Copies the `width` bytes at `offset`.
     void read(std::int64_t offset, void *field, std::size_t width) {
         if (mdc_lseek(descriptor_, offset, MDC_SEEK_SET) < 0) {
-            close();
+            close_quietly();
             er_TracedEscape(kMessageSet, kCannotSeek, mim::kMapornFile, __LINE__);
         }
         if (mdc_read(descriptor_, field, width) != static_cast<std::int64_t>(width)) {
-            close();
+            close_quietly();
             er_TracedEscape(kMessageSet, kCutShort, mim::kMapornFile, __LINE__);
         }
     }
@@ -132,6 +130,10 @@ class ConfigFile {
     }
 
   private:
+    void close_quietly() {
+        mim::clean_up_quietly([this] { close(); });
+    }
+
     int descriptor_;
 };
 

@@ -213,8 +213,9 @@ MIM_EXPORT void mim_SpaceTrimming(char *text);
 // then the line's domain unless it is "@"; it may be empty. Then empties the routing fields (4 to 11) of
 // `orn`, whose index the caller makes anew. Returns 1, or 0 with everything left as it was: no key matches, a
 // field that should be a label is not a letter followed by letters, digits and "-", or the domain would be
-// longer than MIM_MAX_TEXT characters. A recoverable failure while the file is read ends the reading, and the
-// best line found before it counts; a persistent one is passed on, and so are failures of the name service.
+// longer than MIM_MAX_TEXT characters. A recoverable failure while lines are read and matched ends that, and
+// the best line found before it counts; a persistent one is passed on, and so are failures of the name
+// service before and after.
 MIM_EXPORT int mim_X400DomainLookup(const char *path, char *orn, char *domain);
 
 // Matches the key of a map line (KEYWORD$VALUE items with "." between them; in-out, cut apart in place)
