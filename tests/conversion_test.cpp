@@ -173,7 +173,7 @@ int fail_every_call(const char *name, spy::Fault fault, const std::function<std:
             const TraceCapture trace;
             spy::fail_call(nth, fault);
             const auto failure = failure_of([&call] { call(); });
-            const std::string failed_call = spy::end_fault();
+            std::string failed_call = spy::end_fault();
             std::string calls_left_open;
             for (const std::string &event : trace.events) {
                 if (event.starts_with(">")) {

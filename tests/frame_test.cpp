@@ -17,6 +17,8 @@
 
 namespace {
 
+using Events = std::vector<std::string>;
+
 TEST(Trace, EachFunctionAnnouncesItselfInItsClass) {
     const TempHome home{{"config", std::string(MIM_CONFIG_MODE + 2, '\0')}};
     const LogCapture log;  // kept from the system's
@@ -89,15 +91,14 @@ TEST(Trace, EachFunctionAnnouncesItselfInItsClass) {
             for (const int level : {0, 9, 10}) {
                 const TraceCapture trace{level};
                 row.call();
-                const std::string self = row.name + (" " + std::to_string(row.trace_class));
+                const std::string own = row.name + std::string{" "};
+                const std::string self = own + std::to_string(row.trace_class);
                 const bool announced =
                     row.trace_class == 15 || row.trace_class == 17 || (row.trace_class != 0 && level > 9);
-                std::string own_events;
-                for (const std::string &event : trace.events) {
-                    own_events += event.substr(2).starts_with(row.name + std::string{" "}) ? event + "; " : "";
-                }
-                EXPECT_EQ(own_events, announced ? "> " + self + "; < " + self + "; " : "")
-                    << row.name << " " << level;
+                Events events;
+                std::copy_if(trace.events.begin(), trace.events.end(), std::back_inserter(events),
+                             [&own](const std::string &event) { return event.substr(2).starts_with(own); });
+                EXPECT_EQ(events, (announced ? Events{"> " + self, "< " + self} : Events{})) << row.name << level;
             }
         }
         return "";
@@ -105,7 +106,6 @@ TEST(Trace, EachFunctionAnnouncesItselfInItsClass) {
 }
 
 TEST(Trace, TestsTheLevelAtEntryAndAtExit) {
-    using Events = std::vector<std::string>;
     const auto events_when = [](int before, int after) {
         const TraceCapture trace{before};
         mim::traced<mim::TraceClass::kHelper>("f", [after] { er_SubSystemLoggingLevel = after; });

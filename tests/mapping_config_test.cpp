@@ -10,13 +10,14 @@ namespace {
 
 // What is read of ~/sys/config, and the number of the failure that ends it.
 std::string limits() {
-    std::array<int, 2> flags{-1, -1};
+    int add = -1;
+    int t61 = -1;
     std::string text = "-????";
-    std::array<std::int16_t, 2> numbers{-1, -1};
-    const auto failure = failure_of([&] {
-        mim_SetDelimsAndLimits(&flags[0], &flags[1], text.data(), text.data() + 1, &numbers[0], &numbers[1]);
-    });
-    for (const int number : {flags[0], flags[1], int{numbers[0]}, int{numbers[1]}, failure ? failure->number : 0}) {
+    std::int16_t style = -1;
+    std::int16_t mode = -1;
+    const auto failure =
+        failure_of([&] { mim_SetDelimsAndLimits(&add, &t61, text.data(), text.data() + 1, &style, &mode); });
+    for (const int number : {add, t61, int{style}, int{mode}, failure ? failure->number : 0}) {
         text += " " + std::to_string(number);
     }
     return text;
