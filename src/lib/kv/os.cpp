@@ -157,6 +157,24 @@ int os_open(const char *path, int flags) {
     return descriptor;
 }
 
+int os_read(int descriptor, void *buffer, int size) {
+    return static_cast<int>(mdc_read(descriptor, buffer, static_cast<std::size_t>(std::max(size, 0))));
+}
+
+int os_write(int descriptor, const void *bytes, int size) {
+    const auto *place = static_cast<const char *>(bytes);
+    int done = 0;
+    while (done < size) {
+        er_CheckShutdown();
+        const ssize_t piece = write(descriptor, place + done, static_cast<std::size_t>(size - done));
+        if (piece < 0 && errno != EINTR) {
+            break;
+        }
+        done += static_cast<int>(std::max<ssize_t>(piece, 0));
+    }
+    return done;
+}
+
 void *os_malloc(size_t size) {
     return mdc_malloc(size);
 }

@@ -20,6 +20,7 @@
 #include <stdint.h>
 
 #include "nm.h"
+#include "os.h"
 
 #ifdef __cplusplus
 extern "C" {
@@ -46,7 +47,8 @@ enum {
     MIM_CONFIG_STYLE = 480,
     MIM_CONFIG_MODE = 482,
     MIM_MAX_MESSAGE_ID = 4095,  // characters of a decoded message identifier, and of the O/R name in it
-    MIM_DATE_SIZE = 32          // a date
+    MIM_DATE_SIZE = 32,         // a date
+    MIM_ENCODED_SIZE = 4096     // an encoded text
 };
 
 // ---- Address parsing (RFC 822) ----
@@ -390,6 +392,74 @@ MIM_EXPORT const char *mim_ExtractIaFromORN(const char *orn);
 // Returns the common name of the O/R name, in its T.61 form (field 96) where there is one, else field 32, or
 // null. The library holds the text until the next call of this function. Passes failures on.
 MIM_EXPORT const char *mim_ExtractCnFromORN(const char *orn);
+
+// ---- Bodies (RFC 2045) ----
+
+// Decodes one part of a message as it arrives (RFC 5321, 4.5.2): lines end in LF or CR LF, a line that begins
+// with ".." has lost neither of its dots yet, and a line "." ends the message. What is read is one line of at
+// most 1,023 bytes at a time; a longer one counts as several.
+//
+// - `in`, `out`: the streams (os.h).
+// - `encoding`: "QUOTED-PRINTABLE", "BASE64" or "X-UUENCODE", without regard to case; any other copies the
+// lines.
+// - `boundary`, `closing_boundary` (each may be null or empty): the whole lines that end the part.
+// - `message_end` (out): 1 when the line "." ended the part, else 0.
+// - `closing_boundary_seen` (out): 1 when the closing boundary did, else 0.
+// - `crlf` not 0: quoted-printable writes its line ends CR LF, else LF, as plain lines always.
+//
+// A line end is written between lines, and after the last only where the message ended. Malformed text never
+// fails: in quoted-printable it is copied; in base64 a character of no digit ends its group, and a line with
+// "=" is the last; of uuencoded text only the first block counts, up to a line that is too short for its
+// count. Decoding also ends, in silence, where a line cannot be written. Takes no memory. Passes failures on.
+MIM_EXPORT void mim_DecodeMimeFile(os_file *in, os_file *out, const char *encoding, const char *boundary,
+                                   const char *closing_boundary, int *message_end, int *closing_boundary_seen,
+                                   int crlf);
+
+// Decodes uuencoded text (POSIX uuencode) in the same way. `out` may be null: then decoding ends at the first
+// line of data. Sets the flags to 1 as above, but not to 0. Lines that cannot be written are lost.
+MIM_EXPORT void mim_DecodeUUencodeFile(os_file *in, os_file *out, const char *boundary,
+                                       const char *closing_boundary, int *message_end,
+                                       int *closing_boundary_seen);
+
+// Which bytes may stand as they are in quoted-printable: 1 for tab and for 0x20 to 0x7E without "=", else 0.
+// Anybody may change it, for the whole process; LF is a line end whatever its entry says. Encoding with
+// `header_mode` sets the entries of "?" and "_" to 0, for good.
+MIM_EXPORT extern int safe_char[256];
+
+// Encodes a body.
+//
+// - `fd_in`, `fd_out`: with `text` null, the descriptors that it is read from and written to (os_read,
+// os_write),
+//   in blocks of at most 1,024 bytes.
+// - `encoding`: "QUOTED-PRINTABLE", "BASE64", or "7BIT", which clears the high bit of each byte; any other
+//   passes bytes on as they are. Without regard to case.
+// - `guard` (may be null): for the last two, a string of which no line after the first is to begin with, such
+//   as a MIME boundary: a line that does, and holds no blank, gets one at its end.
+// - `text`: a text to encode instead, whole, into `out` (MIM_ENCODED_SIZE bytes), terminated: from 4,088
+//   characters on the rest is dropped. Null for descriptors, and then `out` is not used.
+// - `header_mode` not 0: quoted-printable as in header words ("_" for a blank).
+// - `crlf` not 0: line ends are written CR LF, else LF, and then a "." that begins a line is doubled by the
+//   encodings that pass bytes on.
+// - `at_line_start` not 0: `text` begins a line, for the encodings that pass bytes on.
+// - `fold` not 0: base64 of a descriptor is broken into lines of 72 characters; quoted-printable lines get
+//   soft line breaks, and are at most 75 characters long.
+//
+// `*total_out` and `*lines_out` are the bytes produced and the line ends among them, modulo 2^32. Encoding
+// ends early, in silence, where a block cannot be written whole, which counts all the same; at a descriptor
+// that cannot be read on as at its end. Takes no memory. Passes failures on.
+MIM_EXPORT void mim_EncMimeData2(int fd_in, int fd_out, const char *encoding, const char *guard,
+                                 const char *text, char *out, int header_mode, int crlf, int at_line_start,
+                                 unsigned *total_out, unsigned *lines_out, int fold);
+
+// The same without the counts.
+MIM_EXPORT void mim_EncodeMimeData(int fd_in, int fd_out, const char *encoding, const char *guard,
+                                   const char *text, char *out, int header_mode, int crlf, int at_line_start,
+                                   int fold);
+
+// The same for descriptors, in body mode and folded, with the counts and without.
+MIM_EXPORT void mim_EncMimeFile2(int fd_in, int fd_out, const char *encoding, const char *guard, int crlf,
+                                 unsigned *total_out, unsigned *lines_out);
+MIM_EXPORT void mim_EncodeMimeFile(int fd_in, int fd_out, const char *encoding, const char *guard, int crlf);
 
 #ifdef __cplusplus
 }

@@ -1,0 +1,236 @@
+// Base64 (RFC 4648, 4) between blocks of memory: a plain form, and one for processors with AVX2 that gives
+// the same.
+#ifndef TEXT_BASE64_H
+#define TEXT_BASE64_H
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <string_view>
+
+#include "text/ascii.h"
+
+#if defined(__x86_64__) || defined(__i386__)
+#include <immintrin.h>
+#define TEXT_BASE64_AVX2 1
+#endif
+
+namespace text::base64 {
+
+inline constexpr std::string_view kAlphabet =
+    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+inline constexpr char kPad = '=';
+inline constexpr std::size_t kGroupBytes = 3;
+inline constexpr std::size_t kGroupCharacters = 4;
+
+// What the functions may read and write behind the end of what they are given. The bytes written there are
+// junk.
+inline constexpr std::size_t kSlack = 32;
+
+// Encodes `groups` whole groups of three bytes at `in` into four characters each at `out`.
+using Encode = void (*)(const unsigned char *in, std::size_t groups, char *out);
+
+// The line end of encoded text: LF, or CR LF.
+struct LineEnd {
+    std::array<char, 2> text;
+    std::size_t length;
+
+    // Returns the place after it; the byte behind it may be overwritten.
+    char *write(char *place) const {
+        std::memcpy(place, text.data(), text.size());
+        return place + length;
+    }
+};
+
+// Encodes `lines` lines of kLineBytes each into kLineCharacters and a line end each.
+using EncodeLines = void (*)(const unsigned char *in, std::size_t lines, LineEnd end, char *out);
+inline constexpr std::size_t kLineBytes = 54;
+inline constexpr std::size_t kLineCharacters = 72;
+
+// Decodes the whole groups of four characters of the alphabet that `length` characters at `in` begin with,
+// into three bytes each at `out`. Returns how many characters they are.
+using Decode = std::size_t (*)(const char *in, std::size_t length, unsigned char *out);
+
+namespace detail {
+
+constexpr unsigned kSixBits = 0x3F;
+constexpr std::uint8_t kNoDigit = 0xFF;
+
+// The two characters of each run of twelve bits.
+inline constexpr auto kPairs = [] {
+    std::array<std::array<char, 2>, 4096> pairs{};
+    for (std::size_t i = 0; i < pairs.size(); ++i) {
+        pairs[i] = {kAlphabet[i >> 6U], kAlphabet[i & kSixBits]};
+    }
+    return pairs;
+}();
+
+// The six bits of each character, or kNoDigit.
+inline constexpr auto kDigits = [] {
+    std::array<std::uint8_t, kByteCount> digits{};
+    digits.fill(kNoDigit);
+    for (std::size_t i = 0; i < kAlphabet.size(); ++i) {
+        digits[static_cast<unsigned char>(kAlphabet[i])] = static_cast<std::uint8_t>(i);
+    }
+    return digits;
+}();
+
+}  // namespace detail
+
+// The six bits that a character stands for, or -1.
+[[nodiscard]] inline int digit(char c) {
+    const std::uint8_t value = detail::kDigits[static_cast<unsigned char>(c)];
+    return value == detail::kNoDigit ? -1 : value;
+}
+
+inline void encode_plain(const unsigned char *in, std::size_t groups, char *out) {
+    for (; groups > 0; --groups, in += kGroupBytes, out += kGroupCharacters) {
+        const std::size_t bits = std::size_t{in[0]} << 16U | std::size_t{in[1]} << 8U | in[2];
+        std::memcpy(out, detail::kPairs[bits >> 12U].data(), 2);
+        std::memcpy(out + 2, detail::kPairs[bits & 0xFFFU].data(), 2);
+    }
+}
+
+inline void encode_lines_plain(const unsigned char *in, std::size_t lines, LineEnd end, char *out) {
+    for (; lines > 0; --lines, in += kLineBytes) {
+        encode_plain(in, kLineBytes / kGroupBytes, out);
+        out = end.write(out + kLineCharacters);
+    }
+}
+
+inline std::size_t decode_plain(const char *in, std::size_t length, unsigned char *out) {
+    std::size_t done = 0;
+    for (; length - done >= kGroupCharacters; done += kGroupCharacters, out += kGroupBytes) {
+        std::array<unsigned, kGroupCharacters> values{};
+        unsigned all = 0;
+        for (std::size_t i = 0; i < kGroupCharacters; ++i) {
+            values[i] = detail::kDigits[static_cast<unsigned char>(in[done + i])];
+            all |= values[i];
+        }
+        if (all > detail::kSixBits) {
+            break;
+        }
+        const unsigned bits = values[0] << 18U | values[1] << 12U | values[2] << 6U | values[3];
+        out[0] = static_cast<unsigned char>(bits >> 16U);
+        out[1] = static_cast<unsigned char>(bits >> 8U);
+        out[2] = static_cast<unsigned char>(bits);
+    }
+    return done;
+}
+
+#ifdef TEXT_BASE64_AVX2
+
+inline constexpr std::size_t kStepGroups = 8;
+inline constexpr std::size_t kStepBytes = kStepGroups * kGroupBytes;
+inline constexpr std::size_t kStepCharacters = kStepGroups * kGroupCharacters;
+
+// Turns 24 bytes into 32 characters: the bytes of four groups are spread over each half of the register,
+// shifted into place by multiplications, and the four ranges of the alphabet are told apart by a table of
+// offsets.
+__attribute__((target("avx2"), always_inline)) inline void encode_step(const unsigned char *in, char *out) {
+    constexpr std::size_t kHalfBytes = 12;
+    const __m256i spread = _mm256_setr_epi8(1, 0, 2, 1, 4, 3, 5, 4, 7, 6, 8, 7, 10, 9, 11, 10,  //
+                                            1, 0, 2, 1, 4, 3, 5, 4, 7, 6, 8, 7, 10, 9, 11, 10);
+    const __m256i offsets =
+        _mm256_setr_epi8(71, -4, -4, -4, -4, -4, -4, -4, -4, -4, -4, -19, -16, 65, 0, 0,  //
+                         71, -4, -4, -4, -4, -4, -4, -4, -4, -4, -4, -19, -16, 65, 0, 0);
+    const __m128i low = _mm_loadu_si128(reinterpret_cast<const __m128i *>(in));
+    const __m128i high = _mm_loadu_si128(reinterpret_cast<const __m128i *>(in + kHalfBytes));
+    const __m256i bytes =
+        _mm256_shuffle_epi8(_mm256_inserti128_si256(_mm256_castsi128_si256(low), high, 1), spread);
+    const __m256i odd = _mm256_mulhi_epu16(_mm256_and_si256(bytes, _mm256_set1_epi32(0x0FC0FC00)),
+                                           _mm256_set1_epi32(0x04000040));
+    const __m256i even = _mm256_mullo_epi16(_mm256_and_si256(bytes, _mm256_set1_epi32(0x003F03F0)),
+                                            _mm256_set1_epi32(0x01000010));
+    const __m256i digits = _mm256_or_si256(odd, even);
+    // 0 for 26 to 51, 1 to 12 for what comes after, 13 for the upper-case letters.
+    const __m256i after_letters = _mm256_subs_epu8(digits, _mm256_set1_epi8(51));
+    const __m256i is_upper = _mm256_cmpgt_epi8(_mm256_set1_epi8(26), digits);
+    const __m256i range = _mm256_or_si256(after_letters, _mm256_and_si256(is_upper, _mm256_set1_epi8(13)));
+    const __m256i text = _mm256_add_epi8(_mm256_shuffle_epi8(offsets, range), digits);
+    _mm256_storeu_si256(reinterpret_cast<__m256i *>(out), text);
+}
+
+__attribute__((target("avx2"))) inline void encode_avx2(const unsigned char *in, std::size_t groups,
+                                                        char *out) {
+    for (std::size_t done = 0; done < groups; done += kStepGroups) {
+        encode_step(in + done * kGroupBytes, out + done * kGroupCharacters);
+    }
+}
+
+__attribute__((target("avx2"))) inline void encode_lines_avx2(const unsigned char *in, std::size_t lines,
+                                                              LineEnd end, char *out) {
+    for (; lines > 0; --lines, in += kLineBytes) {
+        encode_step(in, out);
+        encode_step(in + kStepBytes, out + kStepCharacters);
+        encode_step(in + kLineBytes - kStepBytes, out + kLineCharacters - kStepCharacters);
+        out = end.write(out + kLineCharacters);
+    }
+}
+
+// Each step turns 32 characters into 24 bytes. A character is in the alphabet when the sets that its high and
+// its low half allow have nothing forbidden in common.
+__attribute__((target("avx2"))) inline std::size_t decode_avx2(const char *in, std::size_t length,
+                                                               unsigned char *out) {
+    const __m256i low_sets = _mm256_setr_epi8(
+        0x15, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x13, 0x1A, 0x1B, 0x1B, 0x1B, 0x1A, 0x15,
+        0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x13, 0x1A, 0x1B, 0x1B, 0x1B, 0x1A);
+    const __m256i high_sets = _mm256_setr_epi8(
+        0x10, 0x10, 0x01, 0x02, 0x04, 0x08, 0x04, 0x08, 0x10, 0x10, 0x10, 0x10, 0x10, 0x10, 0x10, 0x10, 0x10,
+        0x10, 0x01, 0x02, 0x04, 0x08, 0x04, 0x08, 0x10, 0x10, 0x10, 0x10, 0x10, 0x10, 0x10, 0x10);
+    const __m256i offsets = _mm256_setr_epi8(0, 16, 19, 4, -65, -65, -71, -71, 0, 0, 0, 0, 0, 0, 0, 0,  //
+                                             0, 16, 19, 4, -65, -65, -71, -71, 0, 0, 0, 0, 0, 0, 0, 0);
+    const __m256i gather = _mm256_setr_epi8(2, 1, 0, 6, 5, 4, 10, 9, 8, 14, 13, 12, -1, -1, -1, -1,  //
+                                            2, 1, 0, 6, 5, 4, 10, 9, 8, 14, 13, 12, -1, -1, -1, -1);
+    const __m256i low_half = _mm256_set1_epi8(0x0F);
+    std::size_t done = 0;
+    for (; length - done >= kStepCharacters; done += kStepCharacters, out += kStepBytes) {
+        const __m256i text = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(in + done));
+        const __m256i high = _mm256_and_si256(_mm256_srli_epi32(text, 4), low_half);
+        const __m256i low = _mm256_and_si256(text, low_half);
+        if (_mm256_testz_si256(_mm256_shuffle_epi8(low_sets, low), _mm256_shuffle_epi8(high_sets, high)) ==
+            0) {
+            break;
+        }
+        const __m256i is_slash = _mm256_cmpeq_epi8(text, _mm256_set1_epi8('/'));
+        const __m256i digits =
+            _mm256_add_epi8(text, _mm256_shuffle_epi8(offsets, _mm256_add_epi8(is_slash, high)));
+        const __m256i pairs = _mm256_maddubs_epi16(digits, _mm256_set1_epi32(0x01400140));
+        const __m256i groups = _mm256_madd_epi16(pairs, _mm256_set1_epi32(0x00011000));
+        const __m256i bytes = _mm256_permutevar8x32_epi32(_mm256_shuffle_epi8(groups, gather),
+                                                          _mm256_setr_epi32(0, 1, 2, 4, 5, 6, -1, -1));
+        _mm256_storeu_si256(reinterpret_cast<__m256i *>(out), bytes);
+    }
+    return done + decode_plain(in + done, length - done, out);
+}
+
+[[nodiscard]] inline bool has_avx2() {
+    return __builtin_cpu_supports("avx2") != 0;
+}
+
+#else
+
+[[nodiscard]] inline bool has_avx2() {
+    return false;
+}
+inline constexpr Encode encode_avx2 = encode_plain;
+inline constexpr EncodeLines encode_lines_avx2 = encode_lines_plain;
+inline constexpr Decode decode_avx2 = decode_plain;
+
+#endif
+
+// The fastest form for this processor.
+[[nodiscard]] inline Encode encoder() {
+    return has_avx2() ? encode_avx2 : encode_plain;
+}
+[[nodiscard]] inline EncodeLines line_encoder() {
+    return has_avx2() ? encode_lines_avx2 : encode_lines_plain;
+}
+[[nodiscard]] inline Decode decoder() {
+    return has_avx2() ? decode_avx2 : decode_plain;
+}
+
+}  // namespace text::base64
+
+#endif
