@@ -17,6 +17,7 @@
 #include "mim.h"
 #include "text/ascii.h"
 #include "text/base64.h"
+#include "text/quoted_printable.h"
 #include "text/scan.h"
 
 namespace {
@@ -28,8 +29,8 @@ constexpr std::size_t kBlockSize = 1023;  // of input; whole groups of base64
 constexpr std::size_t kFileLimit = 1024;  // of output: a block, or what the caller's buffer holds
 constexpr std::size_t kTextLimit = MIM_ENCODED_SIZE;
 constexpr std::size_t kReserve = 8;  // the output is full when less than this is left
-constexpr std::size_t kWindow = 64;  // bytes of quoted-printable that are looked at together
-constexpr std::size_t kSlack = std::max(text::base64::kSlack, kWindow);  // behind each block
+constexpr std::size_t kSlack =
+    std::max(text::base64::kSlack, text::quoted_printable::kSlack);  // behind each block
 
 // ---- Output ----
 
@@ -96,213 +97,88 @@ LineEnd line_end(bool crlf) {
 
 // ---- Quoted-printable ----
 
+namespace qp = text::quoted_printable;
+
 constexpr std::size_t kLastColumn = 71;  // a line that is longer gets a soft line break
-constexpr std::size_t kEncodedLength = 3;
 
-using SafeTable = std::array<int, text::kByteCount>;
-
-constexpr SafeTable kBodySafe = [] {
-    SafeTable table{};
-    for (std::size_t c = ' '; c <= '~'; ++c) {
-        table[c] = c != '=' ? 1 : 0;
-    }
-    table['\t'] = 1;
-    return table;
-}();
-
-// What a byte becomes. A store of all four bytes writes junk behind it.
-struct Code {
-    std::array<char, 4> text;
-    std::uint32_t length;
-};
-using CodeTable = std::array<Code, text::kByteCount>;
-
-constexpr CodeTable make_codes(const SafeTable &safe) {
-    CodeTable codes{};
-    for (std::size_t byte = 0; byte < codes.size(); ++byte) {
-        codes[byte] = safe[byte] != 0
-                          ? Code{{static_cast<char>(byte), '\0', '\0', '\0'}, 1}
-                          : Code{{'=', text::kHexDigits[byte >> 4U], text::kHexDigits[byte & 0x0FU], '\0'},
-                                 kEncodedLength};
-    }
+constexpr qp::Codes kHeaderCodes = [] {
+    qp::Codes codes = qp::kStrictCodes;
+    codes[' '] = {{'_', '\0', '\0', '\0'}, 1};
     return codes;
-}
-
-constexpr CodeTable kBodyCodes = make_codes(kBodySafe);
-constexpr CodeTable kAllEncoded = make_codes({});
-constexpr Code kHeaderBlank{{'_', '\0', '\0', '\0'}, 1};
-
-// As it is once a header word has been encoded in the process.
-constexpr CodeTable kStrictCodes = [] {
-    SafeTable safe = kBodySafe;
-    safe['?'] = 0;
-    safe['_'] = 0;
-    return make_codes(safe);
 }();
 
-// Which bytes may stand as they are, as the table that everybody may change says at the start of the call.
-// Its usual states are told from any other, since they can be looked for many bytes at a time.
-class SafeBytes {
+// What each byte becomes, as the table that everybody may change says at the start of the call. Its usual
+// states are told from any other, for which there are faster ways.
+class ByteCodes {
   public:
-    SafeBytes() {
-        constexpr std::size_t kQuestion = '?';
-        constexpr std::size_t kUnderscore = '_';
-        is_usual_ = equals(0, kQuestion) && equals(kQuestion + 1, kUnderscore) &&
-                    equals(kUnderscore + 1, text::kByteCount) &&
-                    safe_char[kQuestion] == safe_char[kUnderscore] &&
-                    (safe_char[kQuestion] == 0 || safe_char[kQuestion] == 1);
-        if (is_usual_) {
-            const bool is_strict = safe_char[kQuestion] == 0;
-            codes_ = is_strict ? &kStrictCodes : &kBodyCodes;
-            question_ = is_strict ? '?' : '=';
-            underscore_ = is_strict ? '_' : '=';
+    explicit ByteCodes(bool header_mode) {
+        if (agrees_with(qp::kStrictCodes)) {
+            codes_ = header_mode ? &kHeaderCodes : &qp::kStrictCodes;
+        } else if (agrees_with(qp::kBodyCodes)) {  // never in header mode
+            codes_ = &qp::kBodyCodes;
         } else {
-            SafeTable safe;  // NOLINT(*-member-init): filled by the next call
-            std::copy_n(safe_char, safe.size(), safe.begin());
-            own_codes_ = make_codes(safe);
+            own_codes_ = qp::make_codes([](char c) { return stands(c); });
+            if (header_mode) {
+                own_codes_[' '] = kHeaderCodes[' '];
+            }
             codes_ = &own_codes_;
         }
     }
-    SafeBytes(const SafeBytes &) = delete;
-    SafeBytes &operator=(const SafeBytes &) = delete;
-    ~SafeBytes() = default;
+    ByteCodes(const ByteCodes &) = delete;
+    ByteCodes &operator=(const ByteCodes &) = delete;
+    ~ByteCodes() = default;
 
-    [[nodiscard]] const Code &code(char c) const { return (*codes_)[static_cast<unsigned char>(c)]; }
-
-    // Whether others() may be asked.
-    [[nodiscard]] bool is_usual() const { return is_usual_; }
-
-    // A bit for each of the kWindow bytes at `text` that does not stand as it is.
-    [[nodiscard]] std::uint64_t others(const char *text) const {
-        std::uint64_t bits = 0;
-        for (std::size_t place = 0; place < kWindow; place += text::kBlock) {
-            bits |= std::uint64_t{others_in_block(text + place)} << place;
-        }
-        return bits;
-    }
+    [[nodiscard]] const qp::Codes &get() const { return *codes_; }
 
   private:
-    [[nodiscard]] std::uint32_t others_in_block(const char *text) const {
-#ifdef __SSE2__
-        const auto block = _mm_loadu_si128(reinterpret_cast<const __m128i *>(text));
-        const auto is_printable = _mm_and_si128(_mm_cmpgt_epi8(block, _mm_set1_epi8('\x1F')),
-                                                _mm_cmplt_epi8(block, _mm_set1_epi8('\x7F')));
-        const auto is_special = _mm_or_si128(_mm_cmpeq_epi8(block, _mm_set1_epi8('=')),
-                                             _mm_or_si128(_mm_cmpeq_epi8(block, _mm_set1_epi8(question_)),
-                                                          _mm_cmpeq_epi8(block, _mm_set1_epi8(underscore_))));
-        const auto stands = _mm_or_si128(_mm_andnot_si128(is_special, is_printable),
-                                         _mm_cmpeq_epi8(block, _mm_set1_epi8('\t')));
-        return static_cast<std::uint32_t>(_mm_movemask_epi8(stands)) ^ 0xFFFFU;
-#else
-        std::uint32_t bits = 0;
-        for (std::size_t place = 0; place < text::kBlock; ++place) {
-            bits |= (code(text[place]).length == 1 ? 0U : 1U) << place;
-        }
-        return bits;
-#endif
-    }
+    static bool stands(char c) { return safe_char[static_cast<unsigned char>(c)] != 0; }
 
-    static bool equals(std::size_t from, std::size_t to) {
-        return std::memcmp(safe_char + from, kBodySafe.data() + from, (to - from) * sizeof safe_char[0]) == 0;
-    }
-
-    bool is_usual_ = true;
-    char question_ = '=';  // "=", which never stands, unless they do not
-    char underscore_ = '=';
-    const CodeTable *codes_ = nullptr;
-    CodeTable own_codes_;  // NOLINT(*-member-init): only of an unusual table
-};
-
-class QuotedPrintable {
-  public:
-    QuotedPrintable(Output &out, bool header_mode, bool crlf, bool fold)
-        : out_(out), end_(line_end(crlf)), header_mode_(header_mode), crlf_(crlf), fold_(fold) {}
-
-    // Encodes a block; false when encoding must end. With `padded`, kSlack bytes can be read behind it, and
-    // written behind the output.
-    [[nodiscard]] bool encode(std::string_view block, bool padded) {
-        return padded && !header_mode_ && safe_.is_usual() ? encode_windows(block) : encode_bytes(block);
-    }
-
-    void finish() {}
-
-  private:
-    // ---- Byte by byte ----
-
-    bool encode_bytes(std::string_view block) {
-        for (std::size_t i = 0; i < block.size(); ++i) {
-            if (block[i] == '\n') {
-                end_hard_line();
-            } else {
-                encode_byte(block[i]);
-                end_soft_line_if_due();
-            }
-            if (!look_at_output(block, i)) {
+    static bool agrees_with(const qp::Codes &codes) {
+        for (std::size_t byte = 0; byte < codes.size(); ++byte) {
+            if ((safe_char[byte] != 0) != (codes[byte].length == 1)) {
                 return false;
             }
         }
         return true;
     }
 
-    void encode_byte(char c) {
-        if (header_mode_ && c == ' ') {
-            append(kHeaderBlank);
-        } else if (column_ == 0 && (c == '-' || c == '.')) {
-            append(kAllEncoded[static_cast<unsigned char>(c)]);
-        } else {
-            append(safe_.code(c));
-        }
-    }
+    const qp::Codes *codes_ = nullptr;
+    qp::Codes own_codes_;  // NOLINT(*-member-init): only of an unusual table
+};
 
-    void append(const Code &code) {
-        char *const place = out_.place();
-        std::memcpy(place, code.text.data(), code.text.size());
-        out_.set_place(place + code.length);
-        column_ += code.length;
-    }
+class QuotedPrintable {
+  public:
+    QuotedPrintable(Output &out, bool header_mode, bool crlf, bool fold)
+        : out_(out),
+          codes_(header_mode),
+          encode_(out.is_file() ? qp::encoder(codes_.get()) : qp::encode_plain),
+          end_(line_end(crlf)),
+          header_mode_(header_mode),
+          crlf_(crlf),
+          fold_(fold) {}
 
-    // ---- Window by window ----
-
-    // In a window the bytes that stand are runs between those that do not. Only where the line may get a soft
-    // line break or the output may be full need anything be looked at after a step: that place is kept, and a
-    // run goes no further. The output is told where its end is only then, so that the place stays in a
-    // register.
-    bool encode_windows(std::string_view block) {
+    // Encodes a block; false when encoding must end.
+    //
+    // Only where the line may get a soft line break or the output may be full need anything be looked at
+    // after a step: that place is watched, and the bytes up to it are taken together.
+    [[nodiscard]] bool encode(std::string_view block, bool /*padded*/) {
+        const char *in = block.data();
+        const char *const end = in + block.size();
         char *place = out_.place();
         begin_line(place, column_);
-        for (std::size_t begin = 0; begin < block.size(); begin += kWindow) {
-            const char *const window = block.data() + begin;
-            const std::size_t size = std::min(block.size() - begin, kWindow);
-            std::uint64_t others = safe_.others(window);
-            std::size_t i = 0;
-            for (;;) {
-                const std::size_t next = std::min(static_cast<std::size_t>(std::countr_zero(others)), size);
-                if (place == line_start_ && i < next && (window[i] == '-' || window[i] == '.')) {
-                    place = write(kAllEncoded, window[i++], place);
-                } else {
-                    const std::size_t run = std::min(next - i, static_cast<std::size_t>(watched_ - place));
-                    copy_blocks(window + i, run, place);
-                    place += run;
-                    i += run;
-                }
-                if (place == watched_) {
-                    if (!look_at(place, block, begin + i)) {
-                        return false;
-                    }
-                    continue;
-                }
-                if (i < next) {
-                    continue;
-                }
-                if (i == size) {
-                    break;
-                }
-                others &= others - 1;
-                place = window[i] == '\n' ? end_hard_line_at(place) : write(kAllEncoded, window[i], place);
-                ++i;
-                if (place >= watched_ && !look_at(place, block, begin + i)) {
-                    return false;
-                }
+        while (in < end) {
+            if (*in == '\n') {
+                place = end_hard_line(place);
+                ++in;
+            } else if (place == line_start_ && (*in == '-' || *in == '.')) {
+                place = write(qp::encoded(*in++), place);
+            } else {
+                const qp::Progress progress = encode_(codes_.get(), in, end, place, watched_);
+                in = progress.in;
+                place = progress.out;
+            }
+            if (place >= watched_ && !look_at(place, in, end)) {
+                return false;
             }
         }
         out_.set_place(place);
@@ -310,33 +186,23 @@ class QuotedPrintable {
         return true;
     }
 
-    static char *write(const CodeTable &codes, char c, char *place) {
-        const Code &code = codes[static_cast<unsigned char>(c)];
+    void finish() {}
+
+  private:
+    static char *write(const qp::Code &code, char *place) {
         std::memcpy(place, code.text.data(), code.text.size());
         return place + code.length;
     }
 
-    // Copies `length` bytes in whole blocks, at least one.
-    static void copy_blocks(const char *in, std::size_t length, char *place) {
-        std::memcpy(place, in, text::kBlock);
-        for (std::size_t done = text::kBlock; done < length; done += text::kBlock) {
-            std::memcpy(place + done, in + done, text::kBlock);
-        }
-    }
-
     // The line begins at `place`, or has `column` characters before it.
-    void begin_line(char *place, std::size_t column = 0) {
+    void begin_line(char *place, std::size_t column) {
         mark_ = place;
         mark_column_ = column;
         line_start_ = column == 0 ? place : nullptr;
-        watch();
-    }
-
-    void watch() {
         watched_ = out_.full();
-        if (const auto left = static_cast<std::ptrdiff_t>(kLastColumn + 1 - mark_column_);
-            fold_ && left < watched_ - mark_) {
-            watched_ = mark_ + left;
+        if (const auto left = static_cast<std::ptrdiff_t>(kLastColumn + 1 - column);
+            fold_ && left < watched_ - place) {
+            watched_ = place + left;
         }
     }
 
@@ -344,81 +210,61 @@ class QuotedPrintable {
         return mark_column_ + static_cast<std::size_t>(place - mark_);
     }
 
-    char *end_hard_line_at(char *place) {
-        place = write_line_end(place, column_at(place) > 0);
-        begin_line(place);
+    // A blank before the line end would be lost on the way. Only a blank that stands as it is ends in one; in
+    // header mode only a blank ends in "_".
+    char *end_hard_line(char *place) {
+        if (place == out_.begin()) {
+            place = end_.write(place);
+        } else {
+            if (column_at(place) > 0 &&
+                (place[-1] == ' ' || place[-1] == '\t' || (header_mode_ && place[-1] == '_'))) {
+                place = write(qp::encoded(place[-1] == '\t' ? '\t' : ' '), place - 1);
+            }
+            if (crlf_ && place[-1] != '\r') {
+                *place++ = '\r';
+            }
+            *place++ = '\n';
+        }
+        out_.count_lines(1);
+        begin_line(place, 0);
         return place;
     }
 
-    // Looks at line and output after a step; `next` is the place of the byte that is taken next. False when
-    // encoding must end.
-    [[nodiscard]] bool look_at(char *&place, std::string_view block, std::size_t next) {
-        out_.set_place(place);
-        column_ = column_at(place);
-        end_soft_line_if_due();
-        if (!look_at_output(block, next - 1)) {
-            return false;
+    // Breaks the line that is too long, and sends off the output that is full, unless its last byte, a blank,
+    // waits for the line end behind it. False when encoding must end.
+    [[nodiscard]] bool look_at(char *&place, const char *next, const char *end) {
+        std::size_t column = column_at(place);
+        if (fold_ && column > kLastColumn) {
+            *place++ = '=';
+            place = end_.write(place);
+            out_.count_lines(1);
+            column = 0;
         }
-        place = out_.place();
-        begin_line(place, column_);
+        const bool waits = next[-1] == ' ' && next < end && *next == '\n';
+        if (!waits) {
+            out_.set_place(place);
+            if (!out_.step()) {
+                return false;
+            }
+            place = out_.place();
+        }
+        begin_line(place, column);
         if (watched_ <= place) {
-            watched_ = place + 1;  // it waits for a line end
+            watched_ = place + 1;  // the line end comes next
         }
         return true;
     }
 
-    // ---- Lines ----
-
-    // A blank before the line end would be lost on the way. Only a blank that stands as it is ends in one; in
-    // header mode only a blank ends in "_".
-    char *write_line_end(char *place, bool line_has_text) {
-        out_.count_lines(1);
-        if (place == out_.begin()) {
-            return end_.write(place);
-        }
-        if (line_has_text && (place[-1] == ' ' || place[-1] == '\t' || (header_mode_ && place[-1] == '_'))) {
-            const char blank = place[-1] == '\t' ? '\t' : ' ';
-            place = write(kAllEncoded, blank, place - 1);
-        }
-        if (crlf_ && place[-1] != '\r') {
-            *place++ = '\r';
-        }
-        *place++ = '\n';
-        return place;
-    }
-
-    void end_hard_line() {
-        out_.set_place(write_line_end(out_.place(), column_ > 0));
-        column_ = 0;
-    }
-
-    void end_soft_line_if_due() {
-        if (fold_ && column_ > kLastColumn) {
-            out_.append('=');
-            out_.end_line(end_);
-            column_ = 0;
-        }
-    }
-
-    // Looks at the output after the byte at `i`; a blank waits for the line end behind it. False when
-    // encoding must end.
-    [[nodiscard]] bool look_at_output(std::string_view block, std::size_t i) {
-        if (out_.room() > 0) {
-            return true;
-        }
-        const bool waits = block[i] == ' ' && i + 1 < block.size() && block[i + 1] == '\n';
-        return waits || out_.step();
-    }
-
     Output &out_;
-    SafeBytes safe_;
+    ByteCodes codes_;
+    qp::Encode encode_;
     LineEnd end_;
     bool header_mode_;
     bool crlf_;
     bool fold_;
-    std::size_t column_ = 0;  // characters of the line so far; window by window, those at the last look
+    std::size_t column_ = 0;  // characters of the line, between two blocks
 
-    // Window by window: the line has `mark_column_` characters before `mark_`.
+    // Within a block, the line has `mark_column_` characters before `mark_`.
     char *mark_ = nullptr;
     std::size_t mark_column_ = 0;
     const char *line_start_ = nullptr;  // where the line begins, unless that was sent off

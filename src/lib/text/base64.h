@@ -10,11 +10,7 @@
 #include <string_view>
 
 #include "text/ascii.h"
-
-#if defined(__x86_64__) || defined(__i386__)
-#include <immintrin.h>
-#define TEXT_BASE64_AVX2 1
-#endif
+#include "text/cpu.h"
 
 namespace text::base64 {
 
@@ -119,7 +115,7 @@ inline std::size_t decode_plain(const char *in, std::size_t length, unsigned cha
     return done;
 }
 
-#ifdef TEXT_BASE64_AVX2
+#ifdef TEXT_HAS_AVX2
 
 inline constexpr std::size_t kStepGroups = 8;
 inline constexpr std::size_t kStepBytes = kStepGroups * kGroupBytes;
@@ -205,15 +201,8 @@ __attribute__((target("avx2"))) inline std::size_t decode_avx2(const char *in, s
     return done + decode_plain(in + done, length - done, out);
 }
 
-[[nodiscard]] inline bool has_avx2() {
-    return __builtin_cpu_supports("avx2") != 0;
-}
-
 #else
 
-[[nodiscard]] inline bool has_avx2() {
-    return false;
-}
 inline constexpr Encode encode_avx2 = encode_plain;
 inline constexpr EncodeLines encode_lines_avx2 = encode_lines_plain;
 inline constexpr Decode decode_avx2 = decode_plain;
