@@ -18,7 +18,7 @@ namespace {
 constexpr std::size_t kTextSize = std::size_t{64} << 20U;
 constexpr std::size_t kBinarySize = std::size_t{16} << 20U;
 
-// Text in a Latin alphabet: words, lines of some 70 characters, one letter in thirty beyond ASCII.
+// Text in a Latin alphabet: words, lines of some 65 characters, one letter in thirty beyond ASCII.
 std::string latin_text(std::size_t size) {
     std::mt19937 random{1};
     std::string text;
@@ -30,8 +30,8 @@ std::string latin_text(std::size_t size) {
                                        : static_cast<char>('a' + random() % 26);
         }
         column += word + 1;
-        text += column > 68 ? '\n' : ' ';
-        column = column > 68 ? 0 : column;
+        text += column > 60 ? '\n' : ' ';
+        column = column > 60 ? 0 : column;
     }
     text.resize(size);
     return text;

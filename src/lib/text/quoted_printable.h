@@ -100,19 +100,32 @@ inline constexpr auto kSpread = [] {
     return table;
 }();
 
-// How many characters the first `count` bytes of a group take.
-[[nodiscard]] inline std::size_t characters(std::uint32_t others, std::size_t count) {
-    const auto encoded_bytes = static_cast<std::size_t>(std::popcount(others & ((1U << count) - 1)));
-    return count + (kEncodedLength - 1) * encoded_bytes;
+// How many characters the first bytes of a group take, by the set and their number.
+inline constexpr auto kLengths = [] {
+    std::array<std::array<std::uint8_t, kGroup + 1>, 16> table{};
+    for (std::size_t others = 0; others < table.size(); ++others) {
+        for (std::size_t i = 0; i < kGroup; ++i) {
+            const std::size_t length = (others >> i & 1U) == 0 ? 1 : kEncodedLength;
+            table[others][i + 1] = static_cast<std::uint8_t>(table[others][i] + length);
+        }
+    }
+    return table;
+}();
+
+// How many bytes of a group are taken when `room` characters are to be reached, by the set.
+[[nodiscard]] inline std::size_t taken(std::uint32_t others, std::size_t room) {
+    std::size_t count = 1;
+    for (std::size_t i = 1; i < kGroup; ++i) {
+        count += kLengths[others][i] < room ? 1 : 0;
+    }
+    return count;
 }
 
 }  // namespace detail
 
 // `codes` are kBodyCodes or kStrictCodes.
-__attribute__((target("avx2,popcnt"))) inline Progress encode_avx2(const Codes &codes, const char *in,
-                                                                   const char *end, char *out,
-                                                                   const char *stop) {
-    using detail::characters;
+__attribute__((target("avx2"))) inline Progress encode_avx2(const Codes &codes, const char *in,
+                                                            const char *end, char *out, const char *stop) {
     using detail::kGroup;
     constexpr std::ptrdiff_t kBlock = 16;
     const bool is_strict = &codes == &kStrictCodes;
@@ -158,13 +171,10 @@ __attribute__((target("avx2,popcnt"))) inline Progress encode_avx2(const Codes &
             _mm_storeu_si128(reinterpret_cast<__m128i *>(out),
                              _mm_shuffle_epi8(group, _mm_loadu_si128(spread)));
             const auto room = static_cast<std::size_t>(stop - out);
-            const std::size_t length = characters(pattern, kGroup);
+            const std::size_t length = detail::kLengths[pattern][kGroup];
             if (left < kGroup || length >= room) {
-                std::size_t count = 0;
-                while (count < std::min(left, kGroup) && characters(pattern, count) < room) {
-                    ++count;
-                }
-                return {at + count, out + characters(pattern, count)};
+                const std::size_t count = std::min(left, detail::taken(pattern, room));
+                return {at + count, out + detail::kLengths[pattern][count]};
             }
             out += length;
             at += kGroup;
