@@ -1,9 +1,11 @@
 // The services under everything else: failures, trace and log, files, home, messages, customisation.
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <memory>
 #include <new>
@@ -74,7 +76,7 @@ TEST(Er, AsksForShutdown) {
 
 // ---- os, mdc, ext ----
 
-// All pieces that os_fgets gives with a buffer of exactly `capacity` bytes.
+// All pieces that os_fgets gives with a buffer of exactly `capacity` bytes; os_fline gives the same.
 std::vector<std::string> pieces(const char *path, int capacity) {
     const std::unique_ptr<os_file, void (*)(os_file *)> file{os_fopen(path, "r"), os_fclose};
     const std::unique_ptr<char[]> buffer{new char[static_cast<std::size_t>(capacity)]};
@@ -83,6 +85,15 @@ std::vector<std::string> pieces(const char *path, int capacity) {
         EXPECT_EQ(buffer[static_cast<std::size_t>(length)], '\0');
         found.emplace_back(buffer.get(), static_cast<std::size_t>(length));
     }
+    const std::unique_ptr<os_file, void (*)(os_file *)> again{os_fopen(path, "r"), os_fclose};
+    std::vector<std::string> lines;
+    int length = 7;
+    for (const int limit = std::min(capacity - 1, +OS_MAX_LINE);
+         const char *line = os_fline(again.get(), limit, &length);) {
+        lines.emplace_back(line, static_cast<std::size_t>(length));
+    }
+    EXPECT_EQ(length, 0);
+    EXPECT_TRUE(lines == found || capacity > OS_MAX_LINE);
     return found;
 }
 
@@ -93,6 +104,8 @@ TEST(Os, ReadsLines) {
     EXPECT_EQ(pieces("~/sys/lines", 4), (std::vector{"one"s, "\n"s, "\n"s, "a\0b"s, "\n"s, "las"s, "t"s}));
     EXPECT_EQ(pieces("~/sys/lines", 2).size(), 13U);
     EXPECT_EQ(pieces(home.path("long").c_str(), 300000), (std::vector{long_line + "\n", "z\n"s}));
+    EXPECT_EQ(pieces("~/sys/long", OS_MAX_LINE + 1).size(), 200001 / OS_MAX_LINE + 2U);
+    EXPECT_EQ(pieces("~/sys/long", 1000).size(), 200001 / 999 + 2U);
     EXPECT_EQ(pieces("~/sys/empty", 80), std::vector<std::string>{});
 }
 
@@ -100,7 +113,7 @@ TEST(Os, OpensFilesOnly) {
     const TempHome home{{"f", "x"}};
     ASSERT_EQ(mkfifo(home.path("fifo").c_str(), 0600), 0);
     for (const auto &[path, mode, exists, opens] : {std::tuple{"~/sys/f", "r", true, true},
-                                                    {"~/sys/f", "w", true, false},
+                                                    {"~/sys/f", "a", true, false},
                                                     {"~/sys", "r", true, false},
                                                     {"~/sys/none", "r", false, false},
                                                     {"~/sys/f/x", "r", false, false},
@@ -114,6 +127,62 @@ TEST(Os, OpensFilesOnly) {
         mdc_close(descriptor);
     }
     EXPECT_EQ(pieces("~/sys/fifo", 80), std::vector<std::string>{}) << "nobody writes to it";
+}
+
+TEST(Os, WritesStreams) {
+    const TempHome home{{"f", "old"}};
+    ASSERT_EQ(mkfifo(home.path("fifo").c_str(), 0600), 0);
+    for (const char *path : {"~/sys", "~/sys/none/x", "~/sys/fifo"}) {
+        EXPECT_EQ(os_fopen(path, "w"), nullptr) << path;
+    }
+    EXPECT_EQ(os_fdopen(0, "a"), nullptr);
+    std::string text;
+    os_file *file = os_fopen("~/sys/f", "w");
+    for (std::size_t i = 0; i < 100; ++i) {
+        const std::string piece(i * 100, static_cast<char>('a' + i % 26));
+        EXPECT_EQ(os_fwrite(piece.data(), 100, i, file), piece.size());
+        const std::string line(i == 50 ? std::size_t{OS_MAX_LINE} : i, 'x');
+        char *place = os_freserve(file, line.size());
+        line.copy(place, line.size());
+        std::fill_n(place + line.size(), OS_LINE_SLACK, '#');
+        os_fcommit(file, line.size());
+        text.append(piece).append(line);
+        EXPECT_TRUE(i % 7 != 0 || os_fflush(file) == 0);
+    }
+    os_fclose(file);
+    std::string found;
+    for (const std::string &piece : pieces("~/sys/f", 1000)) {
+        found += piece;
+    }
+    EXPECT_TRUE(found == text) << found.size() << " bytes instead of " << text.size();
+    os_fclose(os_fopen("~/sys/f", "w"));
+    EXPECT_EQ(pieces("~/sys/f", 80), std::vector<std::string>{});
+}
+
+TEST(Os, TellsWhatWasNotWritten) {
+    const int full = open("/dev/full", O_WRONLY | O_CLOEXEC);
+    os_file *file = os_fdopen(full, "w");
+    const std::string text(200000, 'x');
+    EXPECT_EQ(os_fwrite(text.data(), 1, 100, file), 100U) << "the buffer takes it";
+    EXPECT_EQ(os_fwrite(text.data(), 1, text.size(), file), 0U);
+    EXPECT_EQ(os_fwrite(text.data(), 1, 1, file), 0U);
+    EXPECT_EQ(os_freserve(file, 1), nullptr);
+    EXPECT_EQ(os_fflush(file), -1);
+    os_fclose(file);
+    EXPECT_EQ(os_write(full, text.data(), 10), 0) << "it is still open";
+    mdc_close(full);
+
+    std::array<int, 2> ends{};
+    ASSERT_EQ(pipe2(ends.data(), O_CLOEXEC | O_NONBLOCK), 0);  // which takes 64 KiB
+    file = os_fdopen(ends[1], "w");
+    EXPECT_EQ(os_fwrite(text.data(), 1, text.size(), file), 65536U);
+    er_AskShutdown(1);
+    EXPECT_FALSE(failure_of([file] { os_fclose(file); })) << "it closes in silence";
+    er_AskShutdown(0);
+    std::vector<char> read_back(text.size());
+    EXPECT_EQ(os_read(ends[0], read_back.data(), 70000), 65536);
+    mdc_close(ends[0]);
+    mdc_close(ends[1]);
 }
 
 TEST(Mdc, ReadsFromAnyPlace) {

@@ -104,6 +104,18 @@ int os_fexists(const char *path) { return pass(__func__, os_fexists, path); }
 os_file *os_fopen(const char *path, const char *mode) { return pass(__func__, os_fopen, path, mode); }
 int os_fgets(char *buffer, int size, os_file *file) { return pass(__func__, os_fgets, buffer, size, file); }
 void os_fclose(os_file *file) { release(__func__, os_fclose, file); }
+os_file *os_fdopen(int descriptor, const char *mode) { return pass(__func__, os_fdopen, descriptor, mode); }
+char *os_fline(os_file *file, int limit, int *length) { return pass(__func__, os_fline, file, limit, length); }
+size_t os_fwrite(const void *bytes, size_t size, size_t count, os_file *file) {
+    return pass(__func__, os_fwrite, bytes, size, count, file);
+}
+char *os_freserve(os_file *file, size_t size) { return pass(__func__, os_freserve, file, size); }
+void os_fcommit(os_file *file, size_t length) { pass(__func__, os_fcommit, file, length); }
+int os_fflush(os_file *file) { return pass(__func__, os_fflush, file); }
+int os_read(int descriptor, void *buffer, int size) { return pass(__func__, os_read, descriptor, buffer, size); }
+int os_write(int descriptor, const void *bytes, int size) {
+    return pass(__func__, os_write, descriptor, bytes, size);
+}
 int os_open(const char *path, int flags) { return pass(__func__, os_open, path, flags); }
 void *os_malloc(size_t size) { return pass(__func__, os_malloc, size); }
 void os_free(void *block) { release(__func__, os_free, block); }

@@ -20,7 +20,7 @@ typedef struct os_file os_file;
 
 enum {
     OS_MAX_LINE = 8192,  // bytes of a line that is read in place, or written so
-    OS_LINE_SLACK = 64   // bytes behind it that may be touched
+    OS_LINE_SLACK = 128  // bytes behind it that may be touched
 };
 
 // Returns non-zero when `path` names something that exists, else 0.

@@ -27,51 +27,89 @@
 
 namespace {
 
-constexpr std::size_t kStreamBufferSize = 65536;
+constexpr std::size_t kBlockSize = 65536;  // that a stream reads and writes at once
 constexpr std::size_t kHostNameSize = HOST_NAME_MAX + 1;
+constexpr mode_t kNewFileMode = 0666;  // less what the process's mask takes away
 
-// A descriptor of the file `path`, or -1. A directory opens like a file.
-int open_to_read(const char *path) {
+// A descriptor of the file `path`, or -1. A directory opens like a file, to read it.
+int open_file(const char *path, int flags) {
     er_CheckShutdown();
     std::array<char, EXT_PATH_SIZE> name;  // NOLINT(*-member-init): filled by the next call
     ext_GetActualFName(path, name.data());
     int descriptor = -1;
     do {
-        descriptor = open(name.data(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+        descriptor = open(name.data(), flags | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, kNewFileMode);
     } while (descriptor < 0 && errno == EINTR);
     return descriptor;
+}
+
+int open_to_read(const char *path) {
+    return open_file(path, O_RDONLY);
+}
+
+// A pipe that has a reader may be waited for.
+int open_to_write(const char *path) {
+    const int descriptor = open_file(path, O_WRONLY | O_CREAT | O_TRUNC);
+    if (descriptor >= 0) {
+        fcntl(descriptor, F_SETFL, fcntl(descriptor, F_GETFL) & ~O_NONBLOCK);
+    }
+    return descriptor;
+}
+
+enum class Direction { kNone, kReading, kWriting };
+
+Direction direction_of(const char *mode) {
+    const std::string_view text{mode};
+    return text == "r" ? Direction::kReading : text == "w" ? Direction::kWriting : Direction::kNone;
 }
 
 }  // namespace
 
 struct os_file {
-    explicit os_file(int opened) : descriptor(opened) {}
+    os_file(int opened, Direction direction, bool owns)
+        : descriptor(opened),
+          owns_descriptor(owns),
+          at_end(direction != Direction::kReading),
+          can_write(direction == Direction::kWriting) {}
     os_file(const os_file &) = delete;
     os_file &operator=(const os_file &) = delete;
-    ~os_file() { close(descriptor); }
+    ~os_file() {
+        if (owns_descriptor) {
+            close(descriptor);
+        }
+    }
 
     int descriptor;
-    bool at_end = false;
-    std::size_t begin = 0;  // the bytes read and not yet given out are [begin, end) of the buffer
+    bool owns_descriptor;
+    bool at_end;     // nothing more can be read
+    bool can_write;  // until a write fails
+    // Of the buffer, [begin, end) is what was read and not yet given out, or taken and not yet written.
+    std::size_t begin = 0;
     std::size_t end = 0;
-    // Left without a value on purpose: clearing 64 KiB would cost more than reading a small file.
-    char buffer[kStreamBufferSize];  // NOLINT(modernize-avoid-c-arrays)
+    // A block is read behind the room for the rest of a line; what is written may go past a block by a line.
+    // Left without a value on purpose: clearing it would cost more than reading a small file.
+    alignas(64) char buffer[OS_MAX_LINE + kBlockSize + OS_LINE_SLACK];  // NOLINT(modernize-avoid-c-arrays)
 };
 
 namespace {
 
-// Reads the next block into the empty buffer, which stays empty at the end of the file. Returns 0, or what
-// read(2) says is wrong.
+// ---- Reading ----
+
+// Reads the next block behind what is left, at most a line; nothing comes at the end of the file. Returns 0,
+// or what read(2) says is wrong.
 int fill(os_file &file) {
+    const std::size_t rest = file.end - file.begin;
+    std::memmove(file.buffer + OS_MAX_LINE - rest, file.buffer + file.begin, rest);
+    file.begin = OS_MAX_LINE - rest;
+    file.end = OS_MAX_LINE;
     ssize_t count = 0;
     do {
-        count = read(file.descriptor, file.buffer, kStreamBufferSize);
+        count = read(file.descriptor, file.buffer + OS_MAX_LINE, kBlockSize);
     } while (count < 0 && errno == EINTR);
     if (count < 0) {
         return errno;
     }
-    file.begin = 0;
-    file.end = static_cast<std::size_t>(count);
+    file.end += static_cast<std::size_t>(count);
     file.at_end = count == 0;
     return 0;
 }
@@ -91,6 +129,65 @@ bool has_more(os_file &file) {
     return file.begin != file.end;
 }
 
+// The length of the line of at most `limit` bytes that begins in the buffer, all of which is there then; 0 at
+// the end of the file.
+[[gnu::noinline]] std::size_t read_line(os_file &file, std::size_t limit) {
+    std::size_t searched = 0;
+    for (;;) {
+        const char *line = file.buffer + file.begin;
+        const std::size_t available = std::min(limit, file.end - file.begin);
+        const auto *newline =
+            static_cast<const char *>(std::memchr(line + searched, '\n', available - searched));
+        if (newline != nullptr) {
+            return static_cast<std::size_t>(newline - line) + 1;
+        }
+        if (available == limit || file.at_end) {
+            return available;
+        }
+        searched = available;
+        refill(file);
+    }
+}
+
+// ---- Writing ----
+
+// Writes what the buffer holds up to `until`, and moves the rest to the front. Returns whether it could; else
+// what was not written stays there for good.
+bool write_out(os_file &file, std::size_t until, void (*before_write)()) {
+    until = std::max(until, file.begin);
+    while (file.can_write && file.begin < until) {
+        before_write();
+        const ssize_t piece = write(file.descriptor, file.buffer + file.begin, until - file.begin);
+        if (piece > 0) {
+            file.begin += static_cast<std::size_t>(piece);
+        } else if (piece == 0 || errno != EINTR) {
+            file.can_write = false;
+        }
+    }
+    if (file.can_write) {
+        std::memmove(file.buffer, file.buffer + until, file.end - until);
+        file.begin = 0;
+        file.end -= until;
+    }
+    return file.can_write;
+}
+
+// Whether there is room for a line at the end of the buffer.
+bool has_room(os_file &file) {
+    return file.end < kBlockSize ? file.can_write : write_out(file, kBlockSize, er_CheckShutdown);
+}
+
+os_file *make_stream(int descriptor, Direction direction, bool owns) {
+    auto *file = new (std::nothrow) os_file{descriptor, direction, owns};
+    if (file == nullptr) {
+        if (owns) {
+            close(descriptor);
+        }
+        kv::raise_no_memory("os", __LINE__);
+    }
+    return file;
+}
+
 }  // namespace
 
 int os_fexists(const char *path) {
@@ -100,20 +197,17 @@ int os_fexists(const char *path) {
 }
 
 os_file *os_fopen(const char *path, const char *mode) {
-    if (std::string_view{mode} != "r") {
+    const Direction direction = direction_of(mode);
+    if (direction == Direction::kNone) {
         return nullptr;
     }
-    const int descriptor = open_to_read(path);
+    const int descriptor = direction == Direction::kReading ? open_to_read(path) : open_to_write(path);
     if (descriptor < 0) {
         return nullptr;
     }
-    auto *file = new (std::nothrow) os_file{descriptor};
-    if (file == nullptr) {
-        close(descriptor);
-        kv::raise_no_memory("os", __LINE__);
-    }
+    os_file *file = make_stream(descriptor, direction, true);
     // Of a directory only the first read tells. Any other fault is told when it is read on.
-    if (fill(*file) == EISDIR) {
+    if (direction == Direction::kReading && fill(*file) == EISDIR) {
         delete file;
         return nullptr;
     }
@@ -140,8 +234,57 @@ int os_fgets(char *buffer, int capacity, os_file *file) {
     return static_cast<int>(stored);
 }
 
+os_file *os_fdopen(int descriptor, const char *mode) {
+    const Direction direction = direction_of(mode);
+    return direction == Direction::kNone ? nullptr : make_stream(descriptor, direction, false);
+}
+
+char *os_fline(os_file *file, int limit, int *length) {
+    const auto room = static_cast<std::size_t>(limit);
+    char *line = file->buffer + file->begin;
+    const void *newline = std::memchr(line, '\n', std::min(room, file->end - file->begin));
+    std::size_t found = 0;
+    if (newline != nullptr) [[likely]] {
+        found = static_cast<std::size_t>(static_cast<const char *>(newline) - line) + 1;
+    } else {
+        found = read_line(*file, room);
+        line = file->buffer + file->begin;
+    }
+    file->begin += found;
+    *length = static_cast<int>(found);
+    return found > 0 ? line : nullptr;
+}
+
+size_t os_fwrite(const void *bytes, size_t size, size_t count, os_file *file) {
+    const std::size_t total = size * count;
+    std::size_t taken = 0;
+    while (taken < total && has_room(*file)) {
+        const std::size_t piece = std::min(total - taken, OS_MAX_LINE + kBlockSize - file->end);
+        std::memcpy(file->buffer + file->end, static_cast<const char *>(bytes) + taken, piece);
+        file->end += piece;
+        taken += piece;
+    }
+    // What a failed write has left in the buffer is lost.
+    return taken < total ? taken - std::min(taken, file->end - file->begin) : taken;
+}
+
+char *os_freserve(os_file *file, size_t /*size*/) {
+    return has_room(*file) ? file->buffer + file->end : nullptr;
+}
+
+void os_fcommit(os_file *file, size_t length) {
+    file->end += length;
+}
+
+int os_fflush(os_file *file) {
+    return write_out(*file, file->end, er_CheckShutdown) ? 0 : -1;
+}
+
 void os_fclose(os_file *file) {
-    delete file;
+    if (file != nullptr) {
+        write_out(*file, file->end, [] {});
+        delete file;
+    }
 }
 
 int os_open(const char *path, int flags) {
