@@ -165,10 +165,20 @@ __attribute__((target("avx2"))) inline void encode_lines_avx2(const unsigned cha
     }
 }
 
-// Each step turns 32 characters into 24 bytes. A character is in the alphabet when the sets that its high and
-// its low half allow have nothing forbidden in common.
-__attribute__((target("avx2"))) inline std::size_t decode_avx2(const char *in, std::size_t length,
-                                                               unsigned char *out) {
+// Packs the six bits that each of 32 characters stands for into 24 bytes.
+__attribute__((target("avx2"), always_inline)) inline void pack_step(__m256i digits, unsigned char *out) {
+    const __m256i gather = _mm256_setr_epi8(2, 1, 0, 6, 5, 4, 10, 9, 8, 14, 13, 12, -1, -1, -1, -1,  //
+                                            2, 1, 0, 6, 5, 4, 10, 9, 8, 14, 13, 12, -1, -1, -1, -1);
+    const __m256i pairs = _mm256_maddubs_epi16(digits, _mm256_set1_epi32(0x01400140));
+    const __m256i groups = _mm256_madd_epi16(pairs, _mm256_set1_epi32(0x00011000));
+    const __m256i bytes = _mm256_permutevar8x32_epi32(_mm256_shuffle_epi8(groups, gather),
+                                                      _mm256_setr_epi32(0, 1, 2, 4, 5, 6, -1, -1));
+    _mm256_storeu_si256(reinterpret_cast<__m256i *>(out), bytes);
+}
+
+// Turns 32 characters into 24 bytes; false when there is one outside the alphabet: it is in it when the sets
+// that its high and its low half allow have nothing forbidden in common.
+__attribute__((target("avx2"), always_inline)) inline bool decode_step(const char *in, unsigned char *out) {
     const __m256i low_sets = _mm256_setr_epi8(
         0x15, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x13, 0x1A, 0x1B, 0x1B, 0x1B, 0x1A, 0x15,
         0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x13, 0x1A, 0x1B, 0x1B, 0x1B, 0x1A);
@@ -177,28 +187,35 @@ __attribute__((target("avx2"))) inline std::size_t decode_avx2(const char *in, s
         0x10, 0x01, 0x02, 0x04, 0x08, 0x04, 0x08, 0x10, 0x10, 0x10, 0x10, 0x10, 0x10, 0x10, 0x10);
     const __m256i offsets = _mm256_setr_epi8(0, 16, 19, 4, -65, -65, -71, -71, 0, 0, 0, 0, 0, 0, 0, 0,  //
                                              0, 16, 19, 4, -65, -65, -71, -71, 0, 0, 0, 0, 0, 0, 0, 0);
-    const __m256i gather = _mm256_setr_epi8(2, 1, 0, 6, 5, 4, 10, 9, 8, 14, 13, 12, -1, -1, -1, -1,  //
-                                            2, 1, 0, 6, 5, 4, 10, 9, 8, 14, 13, 12, -1, -1, -1, -1);
     const __m256i low_half = _mm256_set1_epi8(0x0F);
+    const __m256i text = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(in));
+    const __m256i high = _mm256_and_si256(_mm256_srli_epi32(text, 4), low_half);
+    const __m256i low = _mm256_and_si256(text, low_half);
+    if (_mm256_testz_si256(_mm256_shuffle_epi8(low_sets, low), _mm256_shuffle_epi8(high_sets, high)) == 0) {
+        return false;
+    }
+    const __m256i is_slash = _mm256_cmpeq_epi8(text, _mm256_set1_epi8('/'));
+    pack_step(_mm256_add_epi8(text, _mm256_shuffle_epi8(offsets, _mm256_add_epi8(is_slash, high))), out);
+    return true;
+}
+
+// The last step begins within the one before.
+__attribute__((target("avx2"))) inline std::size_t decode_avx2(const char *in, std::size_t length,
+                                                               unsigned char *out) {
     std::size_t done = 0;
-    for (; length - done >= kStepCharacters; done += kStepCharacters, out += kStepBytes) {
-        const __m256i text = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(in + done));
-        const __m256i high = _mm256_and_si256(_mm256_srli_epi32(text, 4), low_half);
-        const __m256i low = _mm256_and_si256(text, low_half);
-        if (_mm256_testz_si256(_mm256_shuffle_epi8(low_sets, low), _mm256_shuffle_epi8(high_sets, high)) ==
-            0) {
+    while (length - done >= kStepCharacters) {
+        if (!decode_step(in + done, out + done / kGroupCharacters * kGroupBytes)) {
             break;
         }
-        const __m256i is_slash = _mm256_cmpeq_epi8(text, _mm256_set1_epi8('/'));
-        const __m256i digits =
-            _mm256_add_epi8(text, _mm256_shuffle_epi8(offsets, _mm256_add_epi8(is_slash, high)));
-        const __m256i pairs = _mm256_maddubs_epi16(digits, _mm256_set1_epi32(0x01400140));
-        const __m256i groups = _mm256_madd_epi16(pairs, _mm256_set1_epi32(0x00011000));
-        const __m256i bytes = _mm256_permutevar8x32_epi32(_mm256_shuffle_epi8(groups, gather),
-                                                          _mm256_setr_epi32(0, 1, 2, 4, 5, 6, -1, -1));
-        _mm256_storeu_si256(reinterpret_cast<__m256i *>(out), bytes);
+        done += kStepCharacters;
     }
-    return done + decode_plain(in + done, length - done, out);
+    const std::size_t end = length - length % kGroupCharacters;
+    if (const std::size_t begin = end - kStepCharacters;
+        done > 0 && end - done < kStepCharacters &&
+        decode_step(in + begin, out + begin / kGroupCharacters * kGroupBytes)) {
+        return end;
+    }
+    return done + decode_plain(in + done, length - done, out + done / kGroupCharacters * kGroupBytes);
 }
 
 #else

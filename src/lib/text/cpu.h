@@ -1,5 +1,5 @@
-// What the processor can do, asked when the program runs. TEXT_HAS_AVX2 says that code for AVX2 can be
-// compiled.
+// What the processor can do, asked when the program runs. TEXT_HAS_AVX2 says that code for AVX2, and for
+// AVX-512 with VBMI2, can be compiled.
 #ifndef TEXT_CPU_H
 #define TEXT_CPU_H
 
@@ -13,6 +13,14 @@ namespace text {
 [[nodiscard]] inline bool has_avx2() {
 #ifdef TEXT_HAS_AVX2
     return __builtin_cpu_supports("avx2") != 0;
+#else
+    return false;
+#endif
+}
+
+[[nodiscard]] inline bool has_avx512_vbmi2() {
+#ifdef TEXT_HAS_AVX2
+    return __builtin_cpu_supports("avx512bw") != 0 && __builtin_cpu_supports("avx512vbmi2") != 0;
 #else
     return false;
 #endif
