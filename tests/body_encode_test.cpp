@@ -1,0 +1,326 @@
+// Bodies encoded: what each rule makes of a case, and everything, down to the size of each write, against an
+// encoder written byte by byte.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <optional>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "body_streams.h"
+#include "mim.h"
+#include "text/base64.h"
+
+namespace {
+
+using std::string_literals::operator""s;
+
+struct Job {
+    std::string encoding;
+    std::string in;
+    const char *guard = nullptr;
+    int crlf = 0;
+    int fold = 1;
+    int header_mode = 0;
+    int at_line_start = 1;
+    bool is_text = false;
+};
+
+struct Result {
+    std::vector<std::string> writes;  // just one of a text
+    unsigned total = 0;
+    unsigned lines = 0;
+    bool operator==(const Result &) const = default;
+};
+
+std::ostream &operator<<(std::ostream &out, const Result &result) {
+    return out << testing::PrintToString(result.writes) << " " << result.total << " " << result.lines;
+}
+
+Result encode(const Job &job) {
+    Result result{{}, 77, 77};
+    auto [in, out] = packets();
+    std::vector<char> text(MIM_ENCODED_SIZE, '#');
+    const Descriptor file = memory_file(job.in);
+    mim_EncMimeData2(file, out, job.encoding.c_str(), job.guard, job.is_text ? job.in.c_str() : nullptr, text.data(),
+                     job.header_mode, job.crlf, job.at_line_start, &result.total, &result.lines, job.fold);
+    out.close();
+    result.writes = packets_in(in);
+    if (job.is_text) {
+        EXPECT_EQ(text.at(result.total), '\0');
+        result.writes.emplace_back(text.data(), result.total);
+    }
+    return result;
+}
+
+// ---- The plain encoder ----
+
+class Reference {
+  public:
+    explicit Reference(const Job &job) : job_(job), limit_(job.is_text ? 4096 : 1024) {}
+
+    Result run() {
+        const bool goes_on = encode_blocks();
+        if (goes_on && !job_.is_text && job_.encoding == "BASE64" && column_ > 0) {
+            end_line();
+        }
+        if (job_.is_text || (goes_on && !out_.empty())) {
+            send();
+        }
+        return result_;
+    }
+
+  private:
+    bool encode_blocks() {
+        if (job_.is_text || job_.encoding != "QUOTED-PRINTABLE") {
+            previous_ = job_.at_line_start != 0 || !job_.is_text ? '\n' : 'x';
+        }
+        const std::size_t size = job_.is_text ? job_.in.size() : 1023;
+        for (std::size_t i = 0; i < job_.in.size(); i += size) {
+            const std::string block = job_.in.substr(i, size);
+            for (std::size_t j = 0; j < block.size(); j += job_.encoding == "BASE64" ? 3 : 1) {
+                bool waits = false;
+                if (job_.encoding == "BASE64") {
+                    base64(block.substr(j, 3));
+                } else if (job_.encoding == "QUOTED-PRINTABLE") {
+                    quote(block[j]);
+                    waits = block[j] == ' ' && j + 1 < block.size() && block[j + 1] == '\n';
+                } else {
+                    pass(job_.encoding == "7BIT" ? static_cast<char>(block[j] & 0x7F) : block[j]);
+                }
+                if (!waits && out_.size() >= limit_ - 8) {
+                    if (job_.is_text) {
+                        return false;
+                    }
+                    send();
+                }
+            }
+        }
+        return true;
+    }
+
+    void send() {
+        result_.writes.push_back(out_);
+        result_.total += static_cast<unsigned>(out_.size());
+        out_.clear();
+    }
+
+    void end_line() {
+        out_ += job_.crlf != 0 ? "\r\n" : "\n";
+        ++result_.lines;
+        column_ = 0;
+        previous_ = '\n';
+    }
+
+    void escape(char c) {
+        constexpr const char *kHex = "0123456789ABCDEF";
+        out_ += {'=', kHex[c >> 4 & 15], kHex[c & 15]};
+        previous_ = out_.back();
+    }
+
+    void quote(char c) {
+        if (c == '\n') {
+            if (!out_.empty() && (previous_ == ' ' || previous_ == '\t')) {
+                out_.pop_back();
+                escape(previous_);
+            }
+            if (!out_.empty() && job_.crlf != 0 && out_.back() == '\r') {
+                out_.pop_back();
+            }
+            end_line();
+            return;
+        }
+        const std::size_t before = out_.size();
+        if (c == ' ' && job_.header_mode != 0) {
+            out_ += '_';
+            previous_ = c;
+        } else if (safe_char[static_cast<unsigned char>(c)] == 0 || (column_ == 0 && (c == '-' || c == '.'))) {
+            escape(c);
+        } else {
+            out_ += previous_ = c;
+        }
+        column_ += out_.size() - before;
+        if (job_.fold != 0 && column_ > 71) {
+            out_ += '=';
+            end_line();
+        }
+    }
+
+    void base64(std::string group) {
+        const std::size_t size = group.size();
+        group.resize(3);
+        std::size_t bits = 0;
+        for (const char c : group) {
+            bits = bits << 8 | static_cast<unsigned char>(c);
+        }
+        for (std::size_t i = 0; i < 4; ++i) {
+            out_ += i <= size ? text::base64::kAlphabet[bits >> (18 - 6 * i) & 63] : '=';
+        }
+        column_ += 4;
+        if (job_.fold != 0 && column_ > 70) {
+            if (!job_.is_text) {
+                end_line();
+            }
+            column_ = 0;
+        }
+    }
+
+    void pass(char c) {
+        const std::string guard = job_.guard != nullptr ? job_.guard : "";
+        if (c == '\r' || c == '\n') {
+            if (line_ && !guard.empty() && line_->starts_with(guard) && line_->find(' ') == line_->npos) {
+                out_ += ' ';
+            }
+            if (c == '\n') {
+                ++result_.lines;
+                if (job_.crlf != 0 && previous_ != '\r') {
+                    out_ += '\r';
+                }
+            }
+            line_ = "";
+        } else {
+            if (c == '.' && previous_ == '\n' && job_.crlf == 0) {
+                out_ += '.';
+            }
+            if (line_) {
+                *line_ += c;
+            }
+        }
+        out_ += previous_ = c;
+    }
+
+    const Job &job_;
+    std::size_t limit_;
+    std::string out_;
+    std::size_t column_ = 0;
+    char previous_ = '\n';
+    std::optional<std::string> line_;  // since the first line end
+    Result result_;
+};
+
+// ---- Tests ----
+
+TEST(EncMimeData2, KeepsTheRules) {
+    const std::string a100(100, 'a');
+    const struct {
+        Job job;
+        std::string wanted;
+        unsigned lines;
+    } rows[] = {
+        {{"Quoted-Printable", "a \nb\t\n.x-\n-.\n="}, "a=20\nb=09\n=2Ex-\n=2D.\n=3D", 4},
+        {{"quoted-printable", "a \r\n\n\xE9", nullptr, 1}, "a =0D\r\n\r\n=E9", 2},
+        {{"quoted-printable", a100}, a100.substr(28) + "=\n" + a100.substr(72), 1},
+        {{"quoted-printable", a100, nullptr, 0, 0}, a100, 0},
+        {{"quoted-printable", a100.substr(29) + "\xE9-"}, a100.substr(29) + "=E9=\n=2D", 1},
+        {{"base64", std::string(54, 'a')},
+         "YWFhYWFhYWFhYWFhYWFhYWFhYWFhYWFhYWFhYWFhYWFhYWFhYWFhYWFhYWFhYWFhYWFhYWFh\n",
+         1},
+        {{"base64", "a", nullptr, 1}, "YQ==\r\n", 1},
+        {{"base64", std::string(54, '\0') + "aa"}, std::string(72, 'A') + "\nYWE=\n", 2},
+        {{"7BIT", "\xC1.\n.\xAE\n", nullptr}, "A.\n...\n", 2},
+        {{"8BIT", ".\n.a\r\n.", nullptr}, "..\n..a\r\n..", 2},
+        {{"8BIT", ".\n.a\r\n.", nullptr, 1}, ".\r\n.a\r\n.", 2},
+        {{"8BIT", "--b\n--b\n--bc\r\n--b c\n-b\n--b", "--b"}, "--b\n--b \n--bc \r\n--b c\n-b\n--b", 5},
+    };
+    for (const auto &row : rows) {
+        const Result wanted{{row.wanted}, static_cast<unsigned>(row.wanted.size()), row.lines};
+        EXPECT_EQ(encode(row.job), wanted);
+    }
+    for (const char *encoding : {"QUOTED-PRINTABLE", "BASE64", "7BIT"}) {
+        EXPECT_EQ(encode({encoding, ""}), Result{});
+        EXPECT_EQ(encode({encoding, "", nullptr, 0, 1, 0, 1, true}), Result{{""}});
+    }
+}
+
+std::string random_body(std::mt19937 &random, std::size_t size) {
+    const std::string sets[] = {
+        "",   " \t\n\r.-=ab", "abcdefgh jklmno.pqrs -tuvwxyz,ABCDEFGH\n\xE9\xFC", "--b \n\r.\xAE\x8A\xA0",
+        "a ", "?_a\n"};
+    const std::string &set = sets[random() % std::size(sets)];
+    std::string body;
+    while (body.size() < size) {
+        body += set.empty() ? static_cast<char>(random()) : set[random() % set.size()];
+    }
+    return body;
+}
+
+void compare_some(int count) {
+    std::mt19937 random{5};
+    const auto some = [&](std::size_t kinds) { return static_cast<int>(random() % kinds); };
+    const char *const encodings[] = {"QUOTED-PRINTABLE", "BASE64", "7BIT", "8BIT"};
+    const char *const guards[] = {nullptr, "", "--b", "."};
+    const int sizes[] = {3, 30, 80, 1000, 1023, 1024, 2046, 3069, 4088, 6000};
+    for (int i = 0; i < count; ++i) {
+        const auto size = static_cast<std::size_t>(sizes[some(std::size(sizes))] + some(7) - 3);
+        Job job{encodings[some(4)], random_body(random, size), guards[some(4)], some(2), some(2), 0, some(2),
+                some(3) == 0};
+        if (job.is_text) {
+            std::replace(job.in.begin(), job.in.end(), '\0', 'x');
+        }
+        ASSERT_TRUE(encode(job) == Reference{job}.run())
+            << job.encoding << job.crlf << job.fold << job.is_text << testing::PrintToString(job.in);
+    }
+}
+
+TEST(EncMimeData2, EqualsThePlainEncoder) { compare_some(4000); }
+
+TEST(EncMimeData2, ObeysTheTableOfSafeCharacters) {
+    const std::string question = "?_\n";
+    const std::vector<int> before(std::begin(safe_char), std::end(safe_char));
+    EXPECT_EQ(encode({"QUOTED-PRINTABLE", question}).writes, std::vector{question});
+    EXPECT_EQ(encode({"BASE64", question, nullptr, 0, 1, 1, 1, true}).writes, std::vector{"P18K"s});
+    EXPECT_EQ(encode({"QUOTED-PRINTABLE", question}).writes, std::vector{question}) << "it was no header word";
+    EXPECT_EQ(encode({"QUOTED-PRINTABLE", "a b?_ \n", nullptr, 0, 1, 1, 1, true}).writes,
+              std::vector{"a_b=3F=5F=20\n"s});
+    EXPECT_EQ(encode({"QUOTED-PRINTABLE", question}).writes, std::vector{"=3F=5F\n"s}) << "for good";
+    compare_some(500);
+    for (const auto &[byte, is_safe] : {std::pair{0x61, 0}, {0x3D, 1}, {0x0A, 1}}) {
+        safe_char[byte] = is_safe;
+    }
+    EXPECT_EQ(encode({"QUOTED-PRINTABLE", "a=b\n"}).writes, std::vector{"=61=b\n"s});
+    compare_some(500);
+    std::copy(before.begin(), before.end(), safe_char);
+}
+
+// On buffers of just the size that may be touched.
+TEST(Kernels, EncodeTheSameInEveryForm) {
+    using namespace text;
+    std::mt19937 random{6};
+    for (std::size_t i = 0; i < 3000; ++i) {
+        std::vector<unsigned char> in(i % 300);
+        for (unsigned char &c : in) {
+            c = static_cast<unsigned char>(random() % (i % 3 == 0 ? 256 : 130));
+        }
+        const std::size_t size = in.size();
+        in.resize(size + base64::kSlack);
+        const auto groups = [&](base64::Encode encode) {
+            std::vector<char> out(size / 3 * 4 + base64::kSlack);
+            encode(in.data(), size / 3, out.data());
+            return std::string{out.data(), size / 3 * 4};
+        };
+        ASSERT_EQ(groups(base64::encoder()), groups(base64::encode_plain));
+        const auto lines = [&](base64::EncodeLines encode) {
+            const std::size_t count = size / base64::kLineBytes;
+            std::vector<char> out(count * (base64::kLineCharacters + 2) + base64::kSlack);
+            encode(in.data(), count, {{'\r', '\n'}, 2}, out.data());
+            return std::string{out.data(), count * (base64::kLineCharacters + 2)};
+        };
+        ASSERT_EQ(lines(base64::line_encoder()), lines(base64::encode_lines_plain));
+    }
+}
+
+TEST(EncMimeData2, EndsWhereItCannotWrite) {
+    const Descriptor full{open("/dev/full", O_WRONLY | O_CLOEXEC)};
+    for (const auto &[encoding, total] : {std::pair{"8BIT", 1016U}, {"BASE64", 1017U}, {"QUOTED-PRINTABLE", 1016U}}) {
+        const Descriptor in = memory_file(std::string(5000, 'a'));
+        unsigned total_out = 0;
+        unsigned lines_out = 0;
+        mim_EncMimeFile2(in, full, encoding, nullptr, 0, &total_out, &lines_out);
+        EXPECT_EQ(total_out, total) << encoding;
+        EXPECT_EQ(lseek(in, 0, SEEK_CUR), 1023) << encoding;
+    }
+}
+
+}  // namespace
