@@ -7,6 +7,12 @@ if(benchmark_FOUND AND bench_sources)
   # The scan that the parser is held against is a loop of four instructions: its time must not hang on its place.
   target_compile_options(mim-bench PRIVATE -falign-loops=32)
   target_compile_definitions(mim-bench PRIVATE MIM_EXAMPLES="${PROJECT_SOURCE_DIR}/examples")
+  # A peer to be held against, where it is installed.
+  pkg_check_modules(GMIME IMPORTED_TARGET gmime-3.0)
+  if(GMIME_FOUND)
+    target_link_libraries(mim-bench PRIVATE PkgConfig::GMIME)
+    target_compile_definitions(mim-bench PRIVATE MIM_HAS_GMIME)
+  endif()
 else()
   message(STATUS "No Google Benchmark or no bench/*.cpp: mim-bench is left out")
 endif()
