@@ -12,8 +12,8 @@
 #include <climits>
 #include <cstdlib>
 #include <cstring>
-#include <utility>
 
+#include "descriptor.h"
 #include "ext.h"
 #include "home_files.h"
 #include "session.h"
@@ -34,31 +34,6 @@ constexpr off_t kMaxSize = off_t{16} * 1024 * 1024;
 
 constexpr mode_t kNewFileMode = 0666;  // less what the umask takes away
 constexpr mode_t kModeBits = 07777;
-
-// The errno of a system call that gave `result`, else 0.
-int errno_of(int result) {
-    return result == 0 ? 0 : errno;
-}
-
-// An open file, closed at the end.
-class Descriptor {
-  public:
-    explicit Descriptor(int descriptor) : descriptor_(descriptor) {}
-    Descriptor(const Descriptor &) = delete;
-    Descriptor &operator=(const Descriptor &) = delete;
-    ~Descriptor() { close_now(); }
-
-    [[nodiscard]] int get() const { return descriptor_; }
-
-    // Returns what close says, 0 when it is closed already.
-    int close_now() {
-        const int descriptor = std::exchange(descriptor_, -1);
-        return descriptor >= 0 ? close(descriptor) : 0;
-    }
-
-  private:
-    int descriptor_;
-};
 
 // The file beside the one that is written, which goes unless it has taken that one's name.
 class TemporaryFile {
