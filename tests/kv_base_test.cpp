@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <memory>
 #include <new>
 #include <string>
@@ -91,8 +92,11 @@ std::vector<std::string> pieces(const char *path, int capacity) {
     for (const int limit = std::min(capacity - 1, +OS_MAX_LINE);
          const char *line = os_fline(again.get(), limit, &length);) {
         lines.emplace_back(line, static_cast<std::size_t>(length));
+        int last = 0;
+        EXPECT_TRUE(os_flast(again.get(), &last) == line && last == length);
     }
     EXPECT_EQ(length, 0);
+    EXPECT_EQ(os_flast(again.get(), &length), nullptr);
     EXPECT_TRUE(lines == found || capacity > OS_MAX_LINE);
     return found;
 }
@@ -168,6 +172,7 @@ TEST(Os, TellsWhatWasNotWritten) {
     EXPECT_EQ(os_fwrite(text.data(), 1, 1, file), 0U);
     EXPECT_EQ(os_freserve(file, 1), nullptr);
     EXPECT_EQ(os_fflush(file), -1);
+    EXPECT_EQ(errno, ENOSPC);
     os_fclose(file);
     EXPECT_EQ(os_write(full, text.data(), 10), 0) << "it is still open";
     mdc_close(full);

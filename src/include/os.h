@@ -48,6 +48,10 @@ KV_EXPORT os_file *os_fdopen(int descriptor, const char *mode);
 // next call for the stream. Null, and 0, at the end of the file. Failures as os_fgets.
 KV_EXPORT char *os_fline(os_file *file, int limit, int *length);
 
+// Returns the line that os_fline read last, as it stands in the buffer, and its count in `*length`; null, and
+// 0, when there was none left, or none was read yet. Valid as long as the line is.
+KV_EXPORT const char *os_flast(os_file *file, int *length);
+
 // Writes `count` items of `size` bytes to a stream that is open for writing. Returns how many bytes were
 // taken: fewer than there are when the file cannot be written on (a full disk, a reader gone), now or before.
 // What was taken may still be in the stream's buffer. Failure: shutdown asked for.
@@ -59,7 +63,8 @@ KV_EXPORT size_t os_fwrite(const void *bytes, size_t size, size_t count, os_file
 KV_EXPORT char *os_freserve(os_file *file, size_t size);
 KV_EXPORT void os_fcommit(os_file *file, size_t length);
 
-// Writes what is still in the buffer. Returns 0, or -1 when the file could not be written whole.
+// Writes what is still in the buffer. Returns 0, or -1 when the file could not be written whole, now or
+// before; errno is then what the write that failed has left.
 KV_EXPORT int os_fflush(os_file *file);
 
 // Closes the stream and releases it; null is accepted. What is still in its buffer is written first;
@@ -73,12 +78,13 @@ KV_EXPORT int os_open(const char *path, int flags);
 
 // Reads up to `size` bytes from a descriptor; goes on after an interruption or a short read, so that fewer
 // come only at the end of the input or when it cannot be read on. Returns how many were read, 0 at the end,
-// -1 when it cannot be read at all. Failure: shutdown asked for.
+// -1 when it cannot be read at all. errno is left alone unless reading fails or is interrupted. Failure:
+// shutdown asked for.
 KV_EXPORT int os_read(int descriptor, void *buffer, int size);
 
 // Writes `size` bytes to a descriptor; goes on after an interruption or a short write. Returns how many were
-// written: fewer than `size` when the rest cannot be (a full disk, a reader gone). Failure: shutdown asked
-// for.
+// written: fewer than `size` when the rest cannot be (a full disk, a reader gone). errno as for os_read.
+// Failure: shutdown asked for.
 KV_EXPORT int os_write(int descriptor, const void *bytes, int size);
 
 // ---- Heap ----

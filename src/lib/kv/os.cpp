@@ -86,6 +86,7 @@ struct os_file {
     // Of the buffer, [begin, end) is what was read and not yet given out, or taken and not yet written.
     std::size_t begin = 0;
     std::size_t end = 0;
+    std::size_t last_line = 0;  // the length of the line that was read in place last and ends at `begin`
     // A block is read behind the room for the rest of a line; what is written may go past a block by a line.
     // Left without a value on purpose: clearing it would cost more than reading a small file.
     alignas(64) char buffer[OS_MAX_LINE + kBlockSize + OS_LINE_SLACK];  // NOLINT(modernize-avoid-c-arrays)
@@ -247,12 +248,19 @@ char *os_fline(os_file *file, int limit, int *length) {
     if (newline != nullptr) [[likely]] {
         found = static_cast<std::size_t>(static_cast<const char *>(newline) - line) + 1;
     } else {
+        file->last_line = 0;  // should reading fail
         found = read_line(*file, room);
         line = file->buffer + file->begin;
     }
     file->begin += found;
+    file->last_line = found;
     *length = static_cast<int>(found);
     return found > 0 ? line : nullptr;
+}
+
+const char *os_flast(os_file *file, int *length) {
+    *length = static_cast<int>(file->last_line);
+    return file->last_line > 0 ? file->buffer + file->begin - file->last_line : nullptr;
 }
 
 size_t os_fwrite(const void *bytes, size_t size, size_t count, os_file *file) {
