@@ -44,8 +44,8 @@ std::optional<bool> switch_of(const CLI::Option *option) {
     return option->count() > 0 ? std::optional{option->as<bool>()} : std::nullopt;
 }
 
-const CLI::Option *add_value(CLI::App &app, const char *name, const char *value, const char *description,
-                             const FindFault &find_fault) {
+CLI::Option *add_value(CLI::App &app, const char *name, const char *value, const char *description,
+                       const FindFault &find_fault) {
     // Read with Option::results, as the items are.
     CLI::Option *option = app.add_option(name)->type_size(1)->expected(1);
     if (find_fault) {
@@ -82,8 +82,17 @@ std::optional<bool> choice_of(const CLI::Option *option) {
     return choice != "auto" ? std::optional{choice == "yes"} : std::nullopt;
 }
 
+void require(CLI::Option *option) {
+    option->required();
+}
+
 void exclude(CLI::Option *one, CLI::Option *other) {
     one->excludes(other);
+}
+
+const CLI::Option *add_file(CLI::App &app, const char *name, const char *description) {
+    return add_value(app, name, "", description,
+                     [](const std::string &path) { return path.empty() ? "names no file" : ""; });
 }
 
 const CLI::Option *add_items(CLI::App &app, const char *name) {

@@ -33,6 +33,7 @@ void add_rules(CLI::App &parent, std::vector<Command> &commands);
 void add_map(CLI::App &parent, std::vector<Command> &commands);
 void add_msgid(CLI::App &parent, std::vector<Command> &commands);
 void add_date(CLI::App &parent, std::vector<Command> &commands);
+void add_body(CLI::App &parent, std::vector<Command> &commands);
 void add_config(CLI::App &parent, std::vector<Command> &commands);
 
 // Adds a subcommand, and a family of them, of which one must be chosen.
@@ -50,8 +51,8 @@ const CLI::Option *add_switch(CLI::App &app, const std::string &name, const char
 // Adds an option with a value, which the help calls `value`, and returns what was given. `find_fault` returns
 // what is wrong with a value, or the empty text.
 using FindFault = std::function<std::string(const std::string &)>;
-const CLI::Option *add_value(CLI::App &app, const char *name, const char *value, const char *description,
-                             const FindFault &find_fault = nullptr);
+CLI::Option *add_value(CLI::App &app, const char *name, const char *value, const char *description,
+                       const FindFault &find_fault = nullptr);
 [[nodiscard]] std::optional<std::string> value_of(const CLI::Option *option);
 
 // The same for a 16-bit number of at least `least`.
@@ -63,8 +64,14 @@ const CLI::Option *add_number(CLI::App &app, const char *name, const char *value
 const CLI::Option *add_choice(CLI::App &app, const char *name, const char *description);
 [[nodiscard]] std::optional<bool> choice_of(const CLI::Option *option);
 
+// Makes it wrong use to leave the option out.
+void require(CLI::Option *option);
+
 // Makes it wrong use to give both options.
 void exclude(CLI::Option *one, CLI::Option *other);
+
+// Adds the positional argument `name`, of a file, which may be left out; value_of tells what was given.
+const CLI::Option *add_file(CLI::App &app, const char *name, const char *description);
 
 // Adds the positional arguments `name...`, the items of a subcommand, and returns those that were given.
 const CLI::Option *add_items(CLI::App &app, const char *name);

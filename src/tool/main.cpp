@@ -38,6 +38,12 @@ void apply_global_options(Session &session) {
     }
 }
 
+// Whether a subcommand is missing, behind those that were chosen.
+bool takes_subcommand(const CLI::App &app) {
+    const std::vector<CLI::App *> chosen = app.get_subcommands();
+    return chosen.empty() ? app.get_require_subcommand_min() > 0 : takes_subcommand(*chosen.front());
+}
+
 // What the parser found wrong, in words that name the culprit.
 std::string describe(const CLI::ParseError &error, const CLI::App &app) {
     const std::vector<std::string> unknown = app.remaining(true);
@@ -47,7 +53,8 @@ std::string describe(const CLI::ParseError &error, const CLI::App &app) {
         return "unknown option: " + *option;
     }
     if (!unknown.empty()) {
-        return "unknown subcommand: " + unguard(unknown.front());
+        return (takes_subcommand(app) ? "unknown subcommand: " : "one argument too many: ") +
+               unguard(unknown.front());
     }
     return error.what();
 }
@@ -78,6 +85,7 @@ void run(int argc, char **argv, Session &session) {
     add_map(app, commands);
     add_msgid(app, commands);
     add_date(app, commands);
+    add_body(app, commands);
     add_config(app, commands);
     std::vector<std::string> arguments = guard_arguments(argc, argv);
     std::reverse(arguments.begin(), arguments.end());  // as the parser wants them
@@ -105,8 +113,9 @@ void run(int argc, char **argv, Session &session) {
 }  // namespace tool
 
 int main(int argc, char **argv) {
-    // A reader that goes away is a write that fails, and is reported as such.
+    // A reader that goes away and a file that may not grow are writes that fail, and are reported as such.
     std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
     tool::Session session;
     if (tool::protect([&] { tool::run(argc, argv, session); }) != 0) {
         er_identity failure{};

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <system_error>
 
 #include "escape.h"
@@ -67,9 +68,12 @@ void Session::log(int severity, const char *line) {
     }
 }
 
+// What a service tells through errno outlives it.
 void Session::trace_event(const er_trace_event &event) {
+    const int error = errno;
     call_tree_.append(event, diagnostics_.buffer());
     write_diagnostic();
+    errno = error;
 }
 
 // Rows first: where both streams end in one terminal or file, each line stands where it belongs.
