@@ -410,8 +410,8 @@ MIM_EXPORT const char *mim_ExtractCnFromORN(const char *orn);
 // A line end is written between lines, and after the last only where the message ended. Malformed text never
 // fails: in quoted-printable it is copied; in base64 a character of no digit ends its group, and a line with
 // "=" is the last; of uuencoded text only the first block counts, up to a line that is too short for its
-// count, and what a line lacks at its end counts as blanks. A NUL byte is a byte like any other. Decoding also
-// ends, in silence, where a line cannot be written. Takes no memory. Passes failures on.
+// count, and what a line lacks at its end counts as blanks. A NUL byte is a byte like any other. Decoding
+// also ends, in silence, where a line cannot be written. Takes no memory. Passes failures on.
 MIM_EXPORT void mim_DecodeMimeFile(os_file *in, os_file *out, const char *encoding, const char *boundary,
                                    const char *closing_boundary, int *message_end, int *closing_boundary_seen,
                                    int crlf);

@@ -173,7 +173,8 @@ __attribute__((target("avx2,popcnt"))) inline char *decode_avx2(std::string_view
         if (left < kStep) {
             stays &= (std::uint64_t{1} << left) - 1;
         }
-        const __m256i high_half = _mm256_and_si256(_mm256_slli_epi16(high.values, 4), _mm256_set1_epi8('\xF0'));
+        const __m256i high_half =
+            _mm256_and_si256(_mm256_slli_epi16(high.values, 4), _mm256_set1_epi8('\xF0'));
         const __m256i bytes = _mm256_blendv_epi8(text, _mm256_or_si256(high_half, low.values), is_spelt);
         const __m128i first = _mm256_castsi256_si128(bytes);
         const __m128i second = _mm256_extracti128_si256(bytes, 1);
@@ -203,7 +204,8 @@ __attribute__((target("avx512bw,avx512vbmi2,popcnt"))) inline char *decode_avx51
         const std::uint64_t spelt = escapes & high.are_digits & low.are_digits & whole;
         const std::uint64_t stays = first_places(left) & ~(spelt << 1U | spelt << 2U | carried);
         carried = spelt >> (kWideStep - 1) | spelt >> (kWideStep - 2);
-        const __m512i high_half = _mm512_and_si512(_mm512_slli_epi16(high.values, 4), _mm512_set1_epi8('\xF0'));
+        const __m512i high_half =
+            _mm512_and_si512(_mm512_slli_epi16(high.values, 4), _mm512_set1_epi8('\xF0'));
         const __m512i bytes = _mm512_mask_mov_epi8(text, spelt, _mm512_or_si512(high_half, low.values));
         _mm512_storeu_si512(out, _mm512_maskz_compress_epi8(stays, bytes));
         out += std::popcount(stays);
