@@ -99,6 +99,10 @@ LineEnd line_end(bool crlf) {
 
 namespace qp = text::quoted_printable;
 
+// The bytes that stand in bodies, but not in header words.
+constexpr std::size_t kQuestion = '?';
+constexpr std::size_t kUnderscore = '_';
+
 constexpr std::size_t kLastColumn = 71;  // a line that is longer gets a soft line break
 
 constexpr qp::Codes kHeaderCodes = [] {
@@ -528,8 +532,8 @@ bool run(const Request &request, Input &input, Output &out) {
     const std::string_view name = request.encoding;
     if (text::equal_ignoring_case(name, "QUOTED-PRINTABLE")) {
         if (request.header_mode) {
-            safe_char['?'] = 0;
-            safe_char['_'] = 0;
+            safe_char[kQuestion] = 0;
+            safe_char[kUnderscore] = 0;
         }
         return encode_blocks(input, QuotedPrintable{out, request.header_mode, request.crlf, request.fold});
     }
@@ -545,10 +549,11 @@ bool run(const Request &request, Input &input, Output &out) {
 void encode(const Request &request, unsigned *total_out, unsigned *lines_out) {
     Input input{request};
     std::array<char, kFileLimit + kSlack> block;  // NOLINT(*-member-init): filled by the encodings
-    Output out{request.out, input.is_file() ? block.data() : request.buffer,
-               input.is_file() ? kFileLimit : kTextLimit, input.is_file()};
+    const bool is_file = request.text == nullptr;
+    Output out{request.out, is_file ? block.data() : request.buffer, is_file ? kFileLimit : kTextLimit,
+               is_file};
     const bool at_end = run(request, input, out);
-    if (!input.is_file()) {
+    if (!is_file) {
         *out.place() = '\0';
     } else if (at_end && !out.is_empty()) {
         static_cast<void>(out.send());
@@ -559,8 +564,7 @@ void encode(const Request &request, unsigned *total_out, unsigned *lines_out) {
 
 }  // namespace
 
-// Tab, and 0x20 to 0x7E without "=". Checked against kBodySafe by the compiler, which cannot fill an exported
-// array of C from one of C++.
+// Tab, and 0x20 to 0x7E without "=".
 int safe_char[256] = {
     0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
     1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 0, 1, 1,
