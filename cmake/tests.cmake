@@ -16,7 +16,7 @@ set(INSTALL_GTEST OFF)
 add_subdirectory(${googletest} googletest EXCLUDE_FROM_ALL)
 
 cmake_path(GET PROJECT_BINARY_DIR FILENAME preset)
-set(test_timeout 120)
+set(test_timeout 300)
 
 # Links one test program and tells it where the things stand that it reads or runs.
 function(add_test_program name)

@@ -313,7 +313,7 @@ TEST(DecodeMimeFile, EqualsThePlainDecoder) {
     const auto pieces = split(
         "=,=3D,=e9,=4, ,\t,.,..,x,\r,QQ,+/,QUJD,M,\n,\r\n,==\n,\n..,  =\n,\0,\xFF,"
         "--b\n,\n.\n,\n--b--\n,\nend\n,\nbegin 6 f\n,#86)C\n"sv);
-    for (int i = 0; i < 4000; ++i) {
+    for (int i = 0; i < 1500; ++i) {
         Part part{kEncodings[some(4)], some(3) == 0 ? "" : "begin\n", static_cast<int>(some(2))};
         // A line that goes past the end of the input's buffer.
         if (some(8) == 0) {
