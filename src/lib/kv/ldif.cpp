@@ -16,6 +16,7 @@
 
 #include "da_internal.h"
 #include "text/ascii.h"
+#include "text/base64.h"
 #include "text/scan.h"
 
 namespace {
@@ -31,40 +32,26 @@ static_assert(kv::kMaxLdifLine == 65536, "as the text says");
 
 // ---- Base64 (RFC 4648, 4) ----
 
-constexpr std::string_view kBase64Alphabet =
-    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-constexpr std::uint8_t kNoDigit = 0xFF;
-constexpr std::size_t kQuantum = 4;
 constexpr unsigned kDigitBits = 6;
 constexpr unsigned kByteBits = 8;
 
-consteval std::array<std::uint8_t, text::kByteCount> base64_digits() {
-    std::array<std::uint8_t, text::kByteCount> digits{};
-    digits.fill(kNoDigit);
-    for (std::size_t i = 0; i < kBase64Alphabet.size(); ++i) {
-        digits[static_cast<unsigned char>(kBase64Alphabet[i])] = static_cast<std::uint8_t>(i);
-    }
-    return digits;
-}
-constexpr std::array<std::uint8_t, text::kByteCount> kBase64Digits = base64_digits();
-
 // Decodes `encoded` into `out`, which may be where it stands. False when it is no base64.
 bool decode_base64(std::string_view encoded, char *out, std::size_t &length) {
-    if (encoded.size() % kQuantum != 0) {
+    if (encoded.size() % text::base64::kGroupCharacters != 0) {
         return false;
     }
-    for (int padding = 0; padding < 2 && encoded.ends_with('='); ++padding) {
+    for (int padding = 0; padding < 2 && encoded.ends_with(text::base64::kPad); ++padding) {
         encoded.remove_suffix(1);
     }
     length = 0;
     unsigned bits = 0;
     unsigned bit_count = 0;
     for (const char c : encoded) {
-        const std::uint8_t digit = kBase64Digits[static_cast<unsigned char>(c)];
-        if (digit == kNoDigit) {
+        const int digit = text::base64::digit(c);
+        if (digit < 0) {
             return false;
         }
-        bits = bits << kDigitBits | digit;
+        bits = bits << kDigitBits | static_cast<unsigned>(digit);
         bit_count += kDigitBits;
         if (bit_count >= kByteBits) {
             bit_count -= kByteBits;

@@ -15,8 +15,7 @@ namespace mim {
     return bytes != nullptr ? std::string_view{bytes, static_cast<std::size_t>(length)} : std::string_view{};
 }
 
-// Whether an O/R name goes on after a byte or ends a field there, which separators do. The first separator
-// that a text holds ends its first field.
+// The separators of an O/R name (nm.h). The first one ends its first field.
 inline constexpr char kNextField = 29;
 inline constexpr char kNextBlock = 23;
 
