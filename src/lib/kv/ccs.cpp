@@ -90,6 +90,7 @@ int ccs_GetCSDescriptor(const char *name, ccs_descriptor *descriptor) {
         return 0;
     }
     text::copy_text(charset->name, descriptor->name, sizeof descriptor->name);
+    descriptor->charset = static_cast<std::int16_t>(charset - kCharsets.data() + 1);
     descriptor->flags = charset->flags;
     return 1;
 }

@@ -19,6 +19,8 @@
 
 #include <stdint.h>
 
+#include "ccs.h"
+#include "dstring.h"
 #include "nm.h"
 #include "os.h"
 
@@ -393,6 +395,8 @@ MIM_EXPORT const char *mim_ExtractIaFromORN(const char *orn);
 // null. The library holds the text until the next call of this function. Passes failures on.
 MIM_EXPORT const char *mim_ExtractCnFromORN(const char *orn);
 
+// ---- Header words (RFC 2047) ----
+
 // ---- Bodies (RFC 2045) ----
 
 // Decodes one part of a message as it arrives (RFC 5321, 4.5.2): lines end in LF or CR LF, a line that begins
@@ -461,6 +465,14 @@ MIM_EXPORT void mim_EncodeMimeData(int fd_in, int fd_out, const char *encoding, 
 MIM_EXPORT void mim_EncMimeFile2(int fd_in, int fd_out, const char *encoding, const char *guard, int crlf,
                                  unsigned *total_out, unsigned *lines_out);
 MIM_EXPORT void mim_EncodeMimeFile(int fd_in, int fd_out, const char *encoding, const char *guard, int crlf);
+
+// ---- Header encoding (RFC 2047) ----
+
+// ---- Xtext (RFC 3461), pattern lists, text encodings ----
+
+// ---- Character-set names ----
+
+// ---- Types and file names ----
 
 #ifdef __cplusplus
 }
