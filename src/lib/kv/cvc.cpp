@@ -1,5 +1,8 @@
 // Conversion between character sets by the C library's iconv, without transliteration.
 //
+// Most of what mail holds needs no converter: ASCII is the same in nearly every set, and a set of single
+// bytes is a table, which is learnt from iconv once. Everything else goes through converters that are kept.
+//
 // What cannot be converted is replaced, never a reason to give up: mail must come through. A character
 // without an equal becomes one "?", and so does each byte that begins no character. T.61 has no place for six
 // characters of ASCII (\ ^ ` { } ~), which addresses need: they stand for themselves in T61INTL. A converter
@@ -7,13 +10,16 @@
 
 #include "cvc.h"
 
+#include <glib.h>
 #include <iconv.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <functional>
 #include <limits>
+#include <mutex>
 #include <string_view>
 #include <utility>
 
@@ -21,6 +27,8 @@
 #include "failures.h"
 #include "heap_text.h"
 #include "os.h"
+#include "text/ascii.h"
+#include "text/writer.h"
 
 namespace {
 
@@ -33,23 +41,40 @@ constexpr std::size_t kSliceAfterLoss = 16;
 static_assert(kSliceAfterLoss > kMaxCharacterLength);
 constexpr std::size_t kMaxOutputSize = std::numeric_limits<std::int32_t>::max();
 constexpr std::string_view kReplacement = "?";
+constexpr std::size_t kKeptResult = std::size_t{64} * 1024;  // a larger block goes at the next conversion
+constexpr std::size_t kMaxPlainName = 40;                    // characters of a name outside the table
+constexpr std::size_t kOutsideSets = 8;
+constexpr unsigned char kMaxAscii = 0x7F;
 
-// A text that grows in a block of the heap service. There is always room for the terminator.
+// A block of the heap service.
+struct Block {
+    kv::HeapText bytes;
+    std::size_t size = 0;
+    std::size_t length = 0;  // of the text in it
+
+    [[nodiscard]] std::string_view view() const { return {bytes.get(), length}; }
+    [[nodiscard]] bool holds(const char *place) const {
+        return std::less_equal<>{}(bytes.get(), place) && std::less<>{}(place, bytes.get() + size);
+    }
+};
+
+// A text that grows in a block. There is always room for the terminator.
 class Output {
   public:
-    explicit Output(std::size_t size) : block_(allocate(size)), size_(size) {}
+    // Grows in `block` where that holds `size` bytes.
+    Output(std::size_t size, Block block)
+        : block_(block.size >= size ? std::move(block) : allocate(size)), room_(block_.size - 1) {}
 
     char *&place() { return place_; }
     std::size_t &room() { return room_; }
 
     void grow() {
         const std::size_t used = length();
-        kv::HeapText larger = allocate(size_ * 2);
-        std::memcpy(larger.get(), block_.get(), used);
+        Block larger = allocate(block_.size * 2);
+        std::memcpy(larger.bytes.get(), block_.bytes.get(), used);
         block_ = std::move(larger);
-        size_ *= 2;
-        place_ = block_.get() + used;
-        room_ = size_ - used - 1;
+        place_ = block_.bytes.get() + used;
+        room_ = block_.size - used - 1;
     }
 
     void append(char c) {
@@ -60,26 +85,44 @@ class Output {
         --room_;
     }
 
-    [[nodiscard]] std::size_t length() const { return static_cast<std::size_t>(place_ - block_.get()); }
+    void append(std::string_view text) {
+        while (room_ < text.size()) {
+            grow();
+        }
+        place_ = std::copy(text.begin(), text.end(), place_);
+        room_ -= text.size();
+    }
 
-    [[nodiscard]] char *release() {
+    [[nodiscard]] std::size_t length() const { return static_cast<std::size_t>(place_ - block_.bytes.get()); }
+    [[nodiscard]] std::string_view view() const { return {block_.bytes.get(), length()}; }
+
+    // Removes the first `count` bytes.
+    void remove_prefix(std::size_t count) {
+        std::memmove(block_.bytes.get(), block_.bytes.get() + count, length() - count);
+        place_ -= count;
+        room_ += count;
+    }
+
+    void clear() { remove_prefix(length()); }
+
+    [[nodiscard]] Block release() {
         *place_ = '\0';
-        return block_.release();
+        block_.length = length();
+        return std::move(block_);
     }
 
   private:
     // Lengths are 32-bit numbers with a sign.
-    static kv::HeapText allocate(std::size_t size) {
+    static Block allocate(std::size_t size) {
         if (size > kMaxOutputSize) {
             kv::raise_no_memory("cvc", __LINE__);
         }
-        return kv::HeapText{static_cast<char *>(os_malloc(size))};
+        return {kv::HeapText{static_cast<char *>(os_malloc(size))}, size};
     }
 
-    kv::HeapText block_;
-    std::size_t size_;
-    char *place_ = block_.get();
-    std::size_t room_ = size_ - 1;
+    Block block_;
+    char *place_ = block_.bytes.get();
+    std::size_t room_;
 };
 
 // Why a converter stopped.
@@ -90,12 +133,20 @@ enum class Stop {
     kFull,         // the output is full
 };
 
-// An open converter between two sets of the table.
+// A character set that texts can be converted from and to.
+struct Set {
+    const ccs_charset *row = nullptr;  // null: not known
+    std::int64_t id = 0;               // another one for each set, for as long as the thread lives
+};
+
+// An open converter between two sets.
 class Converter {
   public:
     Converter() = default;
-    Converter(const ccs_charset &source, const ccs_charset &target)
-        : source_(&source), target_(&target), handle_(iconv_open(target.iconv_name, source.iconv_name)) {
+    Converter(const Set &source, const Set &target)
+        : source_(source.id),
+          target_(target.id),
+          handle_(iconv_open(target.row->iconv_name, source.row->iconv_name)) {
         if (!is_open() && errno == ENOMEM) {
             kv::raise_no_memory("cvc", __LINE__);
         }
@@ -116,8 +167,8 @@ class Converter {
     }
 
     [[nodiscard]] bool is_open() const { return handle_ != kClosed; }
-    [[nodiscard]] bool converts(const ccs_charset &source, const ccs_charset &target) const {
-        return is_open() && source_ == &source && target_ == &target;
+    [[nodiscard]] bool converts(const Set &source, const Set &target) const {
+        return is_open() && source_ == source.id && target_ == target.id;
     }
 
     void reset() { iconv(handle_, nullptr, nullptr, nullptr, nullptr); }
@@ -132,7 +183,7 @@ class Converter {
         return stop;
     }
 
-    // Writes what is held back.
+    // Writes what is held back, and switches back to the initial state.
     Stop flush(char *&place, std::size_t &room) {
         return stop_of(iconv(handle_, nullptr, nullptr, &place, &room));
     }
@@ -148,51 +199,309 @@ class Converter {
     static constexpr std::size_t kFailed = static_cast<std::size_t>(-1);
     inline static const iconv_t kClosed = reinterpret_cast<iconv_t>(-1);  // NOLINT(*-int-to-ptr): iconv's
 
-    const ccs_charset *source_ = nullptr;
-    const ccs_charset *target_ = nullptr;
+    std::int64_t source_ = 0;
+    std::int64_t target_ = 0;
     iconv_t handle_ = kClosed;
 };
 
-// The calling thread's converters; each is kept until its place is needed, the last until the thread ends.
-struct ConverterCache {
-    std::array<Converter, kCachedConverters> converters;
-    std::size_t newest = 0;     // the place filled last; the next after it is the oldest
-    std::size_t last_used = 0;  // the place given out last, which is never the one to go
-};
-thread_local ConverterCache cache;
-
-// A converter in its initial state, valid until the next call but one; null when iconv does not have it.
-Converter *find_converter(const ccs_charset &source, const ccs_charset &target) {
-    for (std::size_t i = 0; i < kCachedConverters; ++i) {
-        if (cache.converters[i].converts(source, target)) {
-            cache.last_used = i;
-            cache.converters[i].reset();
-            return &cache.converters[i];
+// A ring of things that are kept until their places are needed. The one that was given out last is never the
+// one to go.
+template <typename Thing, std::size_t kSize>
+class Ring {
+  public:
+    // The thing that `is_wanted` accepts, or null.
+    template <typename IsWanted>
+    Thing *find(const IsWanted &is_wanted) {
+        for (std::size_t i = 0; i < kSize; ++i) {
+            if (is_wanted(things_[i])) {
+                last_used_ = i;
+                return &things_[i];
+            }
         }
-    }
-    Converter opened{source, target};
-    if (!opened.is_open()) {
         return nullptr;
     }
-    do {
-        cache.newest = (cache.newest + 1) % kCachedConverters;
-    } while (cache.newest == cache.last_used);
-    cache.last_used = cache.newest;
-    cache.converters[cache.newest] = std::move(opened);
-    return &cache.converters[cache.newest];
+
+    Thing *add(Thing thing) {
+        do {
+            newest_ = (newest_ + 1) % kSize;
+        } while (newest_ == last_used_);
+        last_used_ = newest_;
+        things_[newest_] = std::move(thing);
+        return &things_[newest_];
+    }
+
+  private:
+    std::array<Thing, kSize> things_;
+    std::size_t newest_ = 0;
+    std::size_t last_used_ = 0;
+};
+
+// The calling thread's converters.
+thread_local Ring<Converter, kCachedConverters> converters;
+
+// A converter in its initial state, valid until the next call but one; null when iconv does not have it.
+Converter *find_converter(const Set &source, const Set &target) {
+    Converter *found =
+        converters.find([&](const Converter &converter) { return converter.converts(source, target); });
+    if (found != nullptr) {
+        found->reset();
+        return found;
+    }
+    Converter opened{source, target};
+    return opened.is_open() ? converters.add(std::move(opened)) : nullptr;
 }
+
+// ---- Sets ----
+
+Set set_of(const ccs_charset &row) {
+    return {&row, kv::number_of(row)};
+}
+
+Set unicode() {
+    static const Set set = set_of(*kv::find_charset(kv::kUnicodeCharset));
+    return set;
+}
+
+// A set of iconv's that the server's table does not have.
+struct OutsideSet {
+    std::array<char, kMaxPlainName + 1> name{};
+    std::int64_t id = 0;
+};
+
+// The calling thread's, with the rows made of them.
+struct OutsideSets {
+    Ring<OutsideSet, kOutsideSets> sets;
+    std::int64_t last_id = std::numeric_limits<std::int16_t>::max();  // beyond all numbers of the table
+};
+thread_local OutsideSets outside;
+
+constexpr text::CharSet kPlainName = text::kLetters | text::kDigits | text::CharSet{"-_.:+"};
+
+// Beginnings of names, in upper case, of sets that are no sets of mail: of wide characters, of a locale, and
+// one whose converter has been a danger.
+constexpr std::array kNeverNames = std::to_array<std::string_view>(
+    {"UCS", "UTF-16", "UTF16", "UTF-32", "UTF32", "UNICODE", "CSUNICODE", "CSUCS", "ISO-10646", "ISO_10646",
+     "ISO10646", "10646", "OSF0001", "WCHAR", "INTERNAL", "CHAR", "LOCALE", "ISO-2022-CN-EXT",
+     "ISO2022CNEXT"});
+
+bool may_name(std::string_view name) {
+    return !name.empty() && name.size() <= kMaxPlainName &&
+           std::ranges::all_of(name, [](char c) { return kPlainName.contains(c); }) &&
+           std::ranges::none_of(kNeverNames, [name](std::string_view never) {
+               return text::equal_ignoring_case(name.substr(0, never.size()), never);
+           });
+}
+
+ccs_charset row_of(const char *name) {
+    return {nullptr, name, name, 0, kMaxCharacterLength, kv::Shape::kSingle, kv::Escapes::kNone};
+}
+
+// Whether each printing character of ASCII is itself in the set, both ways.
+bool holds_ascii(const Set &set) {
+    for (const auto &[source, target] : {std::pair{set, unicode()}, std::pair{unicode(), set}}) {
+        Converter converter{source, target};
+        if (!converter.is_open()) {
+            return false;
+        }
+        for (char c = ' '; c <= '~'; ++c) {
+            std::string_view text{&c, 1};
+            std::array<char, kMinOutputSize> result;  // NOLINT(*-member-init): iconv writes what is read
+            char *place = result.data();
+            std::size_t room = result.size();
+            if (converter.convert(text, place, room) != Stop::kAtEnd ||
+                converter.flush(place, room) != Stop::kAtEnd || place != result.data() + 1 ||
+                result[0] != c) {
+                return false;
+            }
+        }
+    }
+    return true;
+}
+
+// A set by name, with the row that it may need a place for.
+class NamedSet {
+  public:
+    explicit NamedSet(std::string_view name) {
+        if (const ccs_charset *row = kv::find_charset(name)) {
+            set_ = set_of(*row);
+        } else if (may_name(name)) {
+            find_outside(name);
+        }
+    }
+    NamedSet(const NamedSet &) = delete;
+    NamedSet &operator=(const NamedSet &) = delete;
+    ~NamedSet() = default;
+
+    [[nodiscard]] const Set &get() const { return set_; }
+    [[nodiscard]] bool is_known() const { return set_.row != nullptr; }
+
+  private:
+    void find_outside(std::string_view name) {
+        const OutsideSet *known = outside.sets.find(
+            [&](const OutsideSet &set) { return text::equal_ignoring_case(set.name.data(), name); });
+        text::copy_text(name, outside_.name.data(), outside_.name.size());
+        row_ = row_of(outside_.name.data());
+        if (known != nullptr) {
+            set_ = {&row_, known->id};
+            return;
+        }
+        outside_.id = outside.last_id + 1;
+        if (holds_ascii({&row_, outside_.id})) {
+            outside.last_id = outside_.id;
+            outside.sets.add(outside_);
+            set_ = {&row_, outside_.id};
+        }
+    }
+
+    Set set_;
+    OutsideSet outside_;
+    ccs_charset row_{};
+};
+
+// Whether what a byte stands for may depend on those before it.
+bool switches_state(const ccs_charset &row) {
+    return row.name == nullptr || row.escapes != kv::Escapes::kNone || row.shape == kv::Shape::kUtf7;
+}
+
+// ---- Conversion without a converter ----
+
+// What the bytes above 127 of a set of single bytes are in UTF-8.
+class ByteTable {
+  public:
+    static constexpr std::size_t kMaxLength = 3;
+
+    // Of a set of single bytes; null when its characters cannot be told one by one.
+    static const ByteTable *of(const Set &set) {
+        ByteTable &table = tables.at(static_cast<std::size_t>(set.id));
+        std::call_once(table.once_, [&] { table.learn(set); });
+        return table.is_learnt_ ? &table : nullptr;
+    }
+
+    // The text of a byte, empty when the set does not have it.
+    [[nodiscard]] std::string_view operator[](char byte) const {
+        const Text &text = texts_[static_cast<unsigned char>(byte) & kHalf];
+        return {text.bytes.data(), text.length};
+    }
+
+  private:
+    static constexpr std::size_t kHalf = 0x7F;
+    struct Text {
+        std::array<char, kMaxLength> bytes;
+        std::uint8_t length;
+    };
+
+    void learn(const Set &set) {
+        Converter converter{set, unicode()};
+        for (std::size_t i = 0; i <= kHalf && converter.is_open(); ++i) {
+            const char byte = static_cast<char>(i | (kHalf + 1));
+            std::string_view text{&byte, 1};
+            char *place = texts_[i].bytes.data();
+            std::size_t room = kMaxLength;
+            const Stop stop = converter.convert(text, place, room);
+            texts_[i].length = static_cast<std::uint8_t>(kMaxLength - room);
+            if (stop == Stop::kFull || (stop == Stop::kAtEnd && texts_[i].length == 0)) {
+                return;  // held back: what follows has a say
+            }
+            converter.reset();
+        }
+        is_learnt_ = converter.is_open();
+    }
+
+    static std::array<ByteTable, kv::kMaxCharsets + 1> tables;  // by the set's number
+
+    std::once_flag once_;
+    std::array<Text, kHalf + 1> texts_{};
+    bool is_learnt_ = false;
+};
+std::array<ByteTable, kv::kMaxCharsets + 1> ByteTable::tables;
+
+// How many bytes of ASCII `text` begins with.
+std::size_t ascii_length(std::string_view text) {
+    constexpr std::uint64_t kTopBits = 0x8080808080808080U;
+    std::size_t length = 0;
+    for (std::uint64_t word = 0; length + sizeof word <= text.size(); length += sizeof word) {
+        std::memcpy(&word, text.data() + length, sizeof word);
+        if ((word & kTopBits) != 0) {
+            break;
+        }
+    }
+    while (length < text.size() && static_cast<unsigned char>(text[length]) <= kMaxAscii) {
+        ++length;
+    }
+    return length;
+}
+
+// Appends the text of single bytes in UTF-8; false when there is a byte that the set does not have.
+bool append_by_table(std::string_view text, const ByteTable &table, Output &output) {
+    while (!text.empty()) {
+        const std::size_t ascii = ascii_length(text);
+        output.append(text.substr(0, ascii));
+        text.remove_prefix(ascii);
+        for (; !text.empty() && static_cast<unsigned char>(text.front()) > kMaxAscii; text.remove_prefix(1)) {
+            const std::string_view bytes = table[text.front()];
+            if (bytes.empty()) {
+                return false;
+            }
+            output.append(bytes);
+        }
+    }
+    return true;
+}
+
+// Whether each byte of the text is a character of the set of single bytes.
+bool is_text_of(std::string_view text, const ByteTable &table) {
+    return std::ranges::all_of(
+        text, [&](char c) { return static_cast<unsigned char>(c) <= kMaxAscii || !table[c].empty(); });
+}
+
+// Converts without a converter where that gives the same; false, with nothing of worth in the output, where
+// it may not.
+bool convert_directly(std::string_view text, const Set &source, const Set &target, Output &output) {
+    const int in_both = source.row->flags & target.row->flags;
+    if ((in_both & CCS_FLAG_ASCII) == 0) {
+        return false;
+    }
+    if (ascii_length(text) == text.size()) {
+        output.append(text);
+        return true;
+    }
+    if ((source.row->flags & (CCS_FLAG_SINGLE | CCS_FLAG_7BIT)) == CCS_FLAG_SINGLE) {
+        const bool is_same = source.id == target.id;
+        const ByteTable *table = is_same || target.id == unicode().id ? ByteTable::of(source) : nullptr;
+        if (table == nullptr || (is_same && !is_text_of(text, *table))) {
+            return false;
+        }
+        if (is_same) {
+            output.append(text);
+            return true;
+        }
+        return append_by_table(text, *table, output);
+    }
+    if (source.id == unicode().id && target.id == source.id &&
+        g_utf8_validate_len(text.data(), text.size(), nullptr) != 0) {
+        output.append(text);
+        return true;
+    }
+    return false;
+}
+
+// What became of a text.
+struct Outcome {
+    cvc_status status = CVC_EXACT;
+    int lost = 0;
+    int first_loss = -1;  // its offset
+};
+
+// ---- Conversion with a converter ----
 
 // One conversion: what was read, what came of it so far, and what was lost.
 class Conversion {
   public:
-    Conversion(Converter &converter, const ccs_charset &source, std::string_view text)
-        : converter_(converter),
-          source_(source),
-          begin_(text.data()),
-          rest_(text),
-          output_(std::max(text.size() + text.size() / 2 + 1, kMinOutputSize)) {}
+    Conversion(Converter &converter, const Set &source, std::string_view text, Output &output)
+        : converter_(converter), source_(source), begin_(text.data()), rest_(text), output_(output) {}
 
-    void run() {
+    Outcome run() {
+        const bool may_be_switched = switches_state(*source_.row);
         std::size_t slice = rest_.size();
         for (;;) {
             const bool is_last = slice >= rest_.size();
@@ -203,13 +512,20 @@ class Conversion {
                 slice *= 2;
                 continue;
             }
+            if (stop == Stop::kUnreadable && may_be_switched) {  // what it has switched to must last
+                note_loss(rest_.data(), CVC_REPLACED);
+                output_.append(kReplacement);
+                rest_.remove_prefix(1);
+                slice = kSliceAfterLoss;
+                continue;
+            }
             const bool was_held_back = !flush();
             if (stop == Stop::kAtEnd) {
-                return;
+                return outcome_;
             }
             if (stop == Stop::kInCharacter) {
-                note_loss(rest_.data(), status_ == CVC_EXACT ? CVC_CUT : status_);
-                return;
+                note_loss(rest_.data(), outcome_.status == CVC_EXACT ? CVC_CUT : outcome_.status);
+                return outcome_;
             }
             if (!was_held_back) {  // else it was that letter that could not be written, not the next
                 const std::size_t length = character_length();
@@ -219,10 +535,6 @@ class Conversion {
             slice = kSliceAfterLoss;
         }
     }
-
-    [[nodiscard]] cvc_status status() const { return status_; }
-    [[nodiscard]] int first_loss() const { return first_loss_; }
-    Output &output() { return output_; }
 
   private:
     Stop convert(std::string_view &text) {
@@ -252,10 +564,8 @@ class Conversion {
 
     // The bytes of the character at the front of the rest; 0 when there is none.
     [[nodiscard]] std::size_t character_length() const {
-        // Every character of every set has its equal there.
-        const ccs_charset *unicode = kv::find_charset(kv::kUnicodeCharset);
-        Converter *reader = find_converter(source_, *unicode);
-        std::array<char, kMinOutputSize> ignored;  // NOLINT(*-member-init)
+        Converter *reader = find_converter(source_, unicode());  // every character has its equal there
+        std::array<char, kMinOutputSize> ignored;                // NOLINT(*-member-init)
         for (std::size_t length = 1;
              reader != nullptr && length <= std::min(kMaxCharacterLength, rest_.size()); ++length) {
             std::string_view candidate = rest_.substr(0, length);
@@ -281,20 +591,91 @@ class Conversion {
     }
 
     void note_loss(const char *place, cvc_status status) {
-        status_ = status;
-        if (first_loss_ < 0) {
-            first_loss_ = static_cast<int>(place - begin_);
+        outcome_.status = status;
+        ++outcome_.lost;
+        if (outcome_.first_loss < 0) {
+            outcome_.first_loss = static_cast<int>(place - begin_);
         }
     }
 
     Converter &converter_;
-    const ccs_charset &source_;
+    const Set &source_;
     const char *begin_;
     std::string_view rest_;
-    Output output_;
-    cvc_status status_ = CVC_EXACT;
-    int first_loss_ = -1;
+    Output &output_;
+    Outcome outcome_;
 };
+
+// The designation that iconv begins each Korean text with (RFC 1557), which one without a shift does not
+// need.
+constexpr std::string_view kKoreanDesignation = "\x1B$)C";
+constexpr char kShiftOut = '\x0E';
+
+void remove_idle_designation(Output &output) {
+    if (output.view().starts_with(kKoreanDesignation) &&
+        output.view().find(kShiftOut) == std::string_view::npos) {
+        output.remove_prefix(kKoreanDesignation.size());
+    }
+}
+
+std::size_t expected_size(std::string_view text) {
+    return std::max(text.size() + text.size() / 2 + 1, kMinOutputSize);
+}
+
+// The two losses of a text that went through UTF-8; the offsets are those in there.
+Outcome both(const Outcome &first, const Outcome &second) {
+    const bool is_first_exact = first.status == CVC_EXACT;
+    return {second.status == CVC_REPLACED || is_first_exact ? second.status : first.status,
+            first.lost + second.lost, is_first_exact ? second.first_loss : first.first_loss};
+}
+
+// Converts into `block`, which is empty when a failure passes through. The status is CVC_FAILED, and the
+// block as it was, when iconv does not have the set.
+Outcome convert_text(std::string_view text, const Set &source, const Set &target, Block &block) {
+    Output output{expected_size(text), std::exchange(block, {})};
+    Outcome outcome;
+    if (!convert_directly(text, source, target, output)) {
+        output.clear();
+        Converter *converter = find_converter(source, target);
+        if (converter == nullptr) {
+            return {CVC_FAILED};
+        }
+        outcome = Conversion{*converter, source, text, output}.run();
+        if (target.row->escapes == kv::Escapes::kKr) {
+            remove_idle_designation(output);
+        }
+    }
+    block = output.release();
+    return outcome;
+}
+
+// The same by names. A text that switches state is taken through UTF-8, in which a loss loses no state.
+Outcome convert_named(std::string_view text, const char *source_name, const char *target_name, Block &block) {
+    const NamedSet source{source_name};
+    const NamedSet target{target_name};
+    if (!source.is_known() || !target.is_known()) {
+        return {CVC_FAILED};
+    }
+    if (!switches_state(*source.get().row) || target.get().id == unicode().id) {
+        return convert_text(text, source.get(), target.get(), block);
+    }
+    Block between;
+    const Outcome first = convert_text(text, source.get(), unicode(), between);
+    return first.status == CVC_FAILED
+               ? first
+               : both(first, convert_text(between.view(), unicode(), target.get(), block));
+}
+
+std::string_view view_of(const char *text, std::int32_t length) {
+    return {text, length >= 0 ? static_cast<std::size_t>(length) : std::strlen(text)};
+}
+
+bool is_mode(int mode) {
+    return mode == CVC_TEXT || mode == CVC_HEADER;
+}
+
+// The calling thread's last result of cvc_CnvString.
+thread_local Block last_result;
 
 }  // namespace
 
@@ -304,26 +685,57 @@ int cvc_ConvertString(int mode, int /*flags*/, const char *text, int32_t length,
     *converted = nullptr;
     *converted_length = 0;
     *extra = -1;
-    *set = MES_SET_SERVER;
-    if (mode != CVC_TEXT) {
-        *number = kv::kBadConversionMode;
+    Block block;
+    const Outcome outcome =
+        is_mode(mode) ? convert_named(view_of(text, length), source, target, block) : Outcome{CVC_FAILED};
+    if (outcome.status == CVC_FAILED) {
+        *set = MES_SET_SERVER;
+        *number = is_mode(mode) ? kv::kUnknownCharset : kv::kBadConversionMode;
         return CVC_FAILED;
     }
-    const ccs_charset *source_set = kv::find_charset(source);
-    const ccs_charset *target_set = kv::find_charset(target);
-    Converter *converter =
-        source_set != nullptr && target_set != nullptr ? find_converter(*source_set, *target_set) : nullptr;
-    if (converter == nullptr) {
-        *number = kv::kUnknownCharset;
-        return CVC_FAILED;
-    }
-    const std::size_t size = length >= 0 ? static_cast<std::size_t>(length) : std::strlen(text);
-    Conversion conversion{*converter, *source_set, {text, size}};
-    conversion.run();
     *set = 0;
     *number = 0;
-    *extra = conversion.first_loss();
-    *converted_length = static_cast<std::int32_t>(conversion.output().length());
-    *converted = conversion.output().release();
-    return conversion.status();
+    *extra = outcome.first_loss;
+    *converted_length = static_cast<std::int32_t>(block.length);
+    *converted = block.bytes.release();
+    return outcome.status;
+}
+
+int16_t cvc_CnvString(int mode, int /*flags*/, const char *text, int32_t length, const char *source,
+                      const char *target, char **converted, int32_t *converted_length, int *lost,
+                      int /*purpose*/) {
+    *converted = nullptr;
+    *converted_length = 0;
+    Block previous = std::exchange(last_result, {});  // the text may stand in it
+    const bool is_free = previous.size <= kKeptResult && !previous.holds(text);
+    Block block = is_free ? std::move(previous) : Block{};
+    const Outcome outcome =
+        is_mode(mode) ? convert_named(view_of(text, length), source, target, block) : Outcome{CVC_FAILED};
+    if (lost != nullptr) {
+        *lost = outcome.lost;
+    }
+    last_result = std::move(block);
+    if (outcome.status != CVC_FAILED) {
+        *converted = last_result.bytes.get();
+        *converted_length = static_cast<std::int32_t>(last_result.length);
+    }
+    return static_cast<int16_t>(outcome.status);
+}
+
+const char *cvc_iconvCharsetEquiv(const char *name, int /*flags*/) {
+    const ccs_charset *charset = kv::find_charset(name);
+    return charset == nullptr ? name : charset->mime_name;
+}
+
+int cvc_iconv_recognised_charset(const char *name) {
+    return cvc_IsMappingAvail(name, kv::kUnicodeCharset);
+}
+
+int cvc_IsMappingAvail(const char *source, const char *target) {
+    const NamedSet from{source};
+    const NamedSet to{target};
+    return from.is_known() && to.is_known() && find_converter(from.get(), unicode()) != nullptr &&
+                   find_converter(unicode(), to.get()) != nullptr
+               ? 1
+               : 0;
 }
