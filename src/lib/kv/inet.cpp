@@ -1,9 +1,170 @@
-// What the customisation says of Internet mail.
+// What the customisation says of Internet mail, and the forms of encoded words.
 
 #include "inet.h"
 
+#include <cstring>
+#include <string_view>
+
 #include "cust.h"
+#include "text/ascii.h"
+#include "text/base64.h"
+#include "text/encoded_word.h"
+#include "text/quoted_printable.h"
+
+namespace {
+
+using text::base64::kGroupBytes;
+using text::base64::kGroupCharacters;
+
+// ---- Q ----
+
+constexpr char kBlankInQ = '_';
+
+// What stands as it is in a word wherever the word stands (RFC 2047, 5).
+constexpr text::CharSet kStandsInWord = text::kLetters | text::kDigits | text::CharSet{"!*+-/"};
+
+constexpr auto kQCodes = [] {
+    auto codes = text::quoted_printable::make_codes([](char c) { return kStandsInWord.contains(c); });
+    codes[' '] = {{kBlankInQ, '\0', '\0', '\0'}, 1};
+    return codes;
+}();
+
+// ---- Base64 ----
+
+// The groups that the fast encoder leaves to the plain one, so that all it touches lies within the buffers.
+constexpr std::size_t kSlackGroups = (text::base64::kSlack + kGroupBytes - 1) / kGroupBytes;
+constexpr std::size_t kLongText = 64;  // from where on the fast functions are worth it
+
+char *encode_base64(std::string_view bytes, char *out) {
+    const auto *in = reinterpret_cast<const unsigned char *>(bytes.data());
+    const std::size_t groups = bytes.size() / kGroupBytes;
+    std::size_t done = 0;
+    if (bytes.size() >= kLongText) {
+        done = groups - kSlackGroups;
+        text::base64::encoder()(in, done, out);
+    }
+    text::base64::encode_plain(in + done * kGroupBytes, groups - done, out + done * kGroupCharacters);
+    out += groups * kGroupCharacters;
+    if (const std::size_t left = bytes.size() % kGroupBytes; left > 0) {
+        unsigned char last[kGroupBytes] = {};  // NOLINT(modernize-avoid-c-arrays)
+        std::memcpy(last, in + groups * kGroupBytes, left);
+        text::base64::encode_plain(last, 1, out);
+        std::memset(out + left + 1, text::base64::kPad, kGroupBytes - left);
+        out += kGroupCharacters;
+    }
+    return out;
+}
+
+// Decodes the whole groups that `text` begins with. A group's bytes are fewer than its characters, so that
+// the fast decoder, kept kSlack away from the text's end, stays within the buffers.
+std::size_t decode_groups(std::string_view text, unsigned char *out) {
+    std::size_t done = 0;
+    if (text.size() >= kLongText) {
+        done = text::base64::decoder()(text.data(), text.size() - text::base64::kSlack, out);
+    }
+    return done + text::base64::decode_plain(text.data() + done, text.size() - done,
+                                             out + done / kGroupCharacters * kGroupBytes);
+}
+
+// Base64 text, decoded group by group.
+class Base64Decoder {
+  public:
+    explicit Base64Decoder(char *out) : out_(reinterpret_cast<unsigned char *>(out)), end_(out_) {}
+
+    void decode(std::string_view text) {
+        while (!text.empty()) {
+            if (count_ == 0) {
+                const std::size_t done = decode_groups(text, end_);
+                end_ += done / kGroupCharacters * kGroupBytes;
+                text.remove_prefix(done);
+            }
+            if (!text.empty()) {
+                take(text.front());
+                text.remove_prefix(1);
+            }
+        }
+        is_clean_ = is_clean_ && count_ == 0;
+        end_group();
+    }
+
+    [[nodiscard]] bool is_clean() const { return is_clean_; }
+    [[nodiscard]] std::size_t length() const { return static_cast<std::size_t>(end_ - out_); }
+
+  private:
+    void take(char c) {
+        if (c == text::base64::kPad) {
+            end_group();
+            return;
+        }
+        const int digit = text::base64::digit(c);
+        if (digit < 0) {
+            is_clean_ = false;
+            return;
+        }
+        bits_ = bits_ << kDigitBits | static_cast<unsigned>(digit);
+        if (++count_ == kGroupCharacters) {
+            end_group();
+        }
+    }
+
+    // Writes the whole bytes of the group.
+    void end_group() {
+        is_clean_ = is_clean_ && count_ != 1;
+        bits_ <<= (kGroupCharacters - count_) * kDigitBits;
+        for (std::size_t i = 0; i + 1 < count_; ++i) {
+            *end_++ = static_cast<unsigned char>(bits_ >> (kGroupBytes - 1 - i) * kByteBits);
+        }
+        bits_ = 0;
+        count_ = 0;
+    }
+
+    static constexpr unsigned kDigitBits = 6;
+    static constexpr unsigned kByteBits = 8;
+
+    unsigned char *out_;
+    unsigned char *end_;
+    unsigned bits_ = 0;  // of the group begun, of which there are `count_` digits
+    std::size_t count_ = 0;
+    bool is_clean_ = true;  // nothing was passed over
+};
+
+std::string_view view_of(const char *bytes, std::int32_t length) {
+    return {bytes, static_cast<std::size_t>(length)};
+}
+
+}  // namespace
 
 int inet_AutoIamOn(void) {
     return cust_PresentAndTrue("INET_AUTO_IAM");
+}
+
+int inet_is2047Encoded(const char *value) {
+    const std::string_view view{value != nullptr ? value : ""};
+    std::size_t place = text::find_word_begin(view, 0);
+    while (place < view.size() && !text::read_encoded_word(view.substr(place))) {
+        place = text::find_word_begin(view, place + 1);
+    }
+    return place < view.size() ? 1 : 0;
+}
+
+void inet_text2Q(const char *bytes, int32_t length, char *out) {
+    for (const char c : view_of(bytes, length)) {
+        // Four characters at most come of each byte, one of them behind its code.
+        const auto &code = kQCodes[static_cast<unsigned char>(c)];
+        std::memcpy(out, code.text.data(), code.text.size());
+        out += code.length;
+    }
+    *out = '\0';
+}
+
+void inet_bin2base64(const char *bytes, int32_t length, char *out) {
+    *encode_base64(view_of(bytes, length), out) = '\0';
+}
+
+int inet_base642bin(const char *text, int32_t length, char *out, int32_t *decoded_length) {
+    Base64Decoder decoder{out};
+    decoder.decode(view_of(text, length));
+    out[decoder.length()] = '\0';
+    *decoded_length = static_cast<std::int32_t>(decoder.length());
+    return decoder.is_clean() ? 0 : 1;
 }

@@ -1,0 +1,71 @@
+// The shape of an encoded word (RFC 2047, 2): "=?", a character set, "?", B or Q, "?", a text, "?=".
+//
+// What the RFC forbids beyond that is taken all the same: blanks in a word, an empty set or text, any length.
+#ifndef TEXT_ENCODED_WORD_H
+#define TEXT_ENCODED_WORD_H
+
+#include <cstddef>
+#include <cstring>
+#include <optional>
+#include <string_view>
+
+#include "text/ascii.h"
+
+namespace text {
+
+enum class WordEncoding : char { kBase64 = 'B', kQ = 'Q' };
+
+struct EncodedWord {
+    std::string_view charset;  // with the language behind a "*", if there is one
+    WordEncoding encoding;
+    std::string_view text;
+    std::size_t length;  // of the word whole
+};
+
+inline constexpr std::string_view kWordBegin = "=?";
+inline constexpr std::string_view kWordEnd = "?=";
+
+// Reads the word that `view` begins with. Each "?" is passed three times at most, so that looking for words
+// everywhere in a text takes no longer than its length allows.
+[[nodiscard]] inline std::optional<EncodedWord> read_encoded_word(std::string_view view) {
+    if (!view.starts_with(kWordBegin)) {
+        return std::nullopt;
+    }
+    const std::size_t charset_end = view.find('?', kWordBegin.size());
+    if (charset_end == std::string_view::npos || view.size() - charset_end < 3 ||
+        view[charset_end + 2] != '?') {
+        return std::nullopt;
+    }
+    const char letter = to_upper(view[charset_end + 1]);
+    const auto encoding = static_cast<WordEncoding>(letter);
+    if (encoding != WordEncoding::kBase64 && encoding != WordEncoding::kQ) {
+        return std::nullopt;
+    }
+    const std::size_t text_begin = charset_end + 3;
+    const std::size_t text_end = view.find('?', text_begin);
+    if (text_end == std::string_view::npos || !view.substr(text_end).starts_with(kWordEnd)) {
+        return std::nullopt;
+    }
+    return EncodedWord{view.substr(kWordBegin.size(), charset_end - kWordBegin.size()), encoding,
+                       view.substr(text_begin, text_end - text_begin), text_end + kWordEnd.size()};
+}
+
+// The first place from `from` on where a word may begin; the size when there is none.
+[[nodiscard]] inline std::size_t find_word_begin(std::string_view view, std::size_t from) {
+    while (from < view.size()) {
+        const void *found = std::memchr(view.data() + from, '=', view.size() - from);
+        if (found == nullptr) {
+            break;
+        }
+        from = static_cast<std::size_t>(static_cast<const char *>(found) - view.data());
+        if (view.substr(from).starts_with(kWordBegin)) {
+            return from;
+        }
+        ++from;
+    }
+    return view.size();
+}
+
+}  // namespace text
+
+#endif
