@@ -3,38 +3,14 @@
 #include <benchmark/benchmark.h>
 
 #include <array>
-#include <cstdint>
 
 #include "bench_text.h"
 #include "mim.h"
 
 namespace {
 
-std::int64_t total_size(const std::vector<std::string> &texts) {
-    std::int64_t size = 0;
-    for (const std::string &text : texts) {
-        size += static_cast<std::int64_t>(text.size());
-    }
-    return size;
-}
-
 void byte_table_scan(benchmark::State &state) {
-    std::array<unsigned char, 256> table{};
-    for (std::size_t i = 1; i < table.size(); ++i) {
-        table[i] = static_cast<unsigned char>(i % 7 + 1);
-    }
-    benchmark::DoNotOptimize(table);
-    const auto texts = mixed_addresses();
-    for (auto _ : state) {
-        for (const std::string &text : texts) {
-            unsigned sum = 0;
-            for (const char *p = text.c_str(); *p != '\0'; ++p) {
-                sum += table[static_cast<unsigned char>(*p)];
-            }
-            benchmark::DoNotOptimize(sum);
-        }
-    }
-    state.SetBytesProcessed(state.iterations() * total_size(texts));
+    scan_with_table(state, mixed_addresses());
 }
 BENCHMARK(byte_table_scan);
 

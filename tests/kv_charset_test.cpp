@@ -84,6 +84,9 @@ TEST(Convert, ReplacesWhatHasNoEqual) {
         {"MIME-ISO-2022-JP", "EUC-JP", "\x1B$BF|", exact("\xC6\xFC")},
         {"UTF8", "ISO-2022-KR", "abc", exact("abc")},
         {"UTF8", "ISO-2022-KR", "a\xEA\xB0\x80?", exact("\x1B$)Ca\x0E\x30\x21\x0F?")},
+        {"ISO2022_CN", "UTF8", "\x1B$*H\x1BNr>\x1B$)A\x0EVP\x0F", exact("\xE7\x81\xA9\xE4\xB8\xAD")},
+        {"UTF8", "ISO2022_CN", "\xE7\x81\xA9\xE4\xB8\xADz",
+         exact("\x1B$*H\x1BNr>\x0F\x1B$)A\x0EVP\x0Fz\x0F")},  // plane 2, then GB
         {"UTF8", "SJIS", "\\\xE8\xA1\xA8", exact("\\\x95\\")},
         {"utf-7", "UTF8", "+AOk-a+-", exact("\xC3\xA9"s + "a+")},
         {"utf8", "iso8859_1", "a\0\xC3\xA9"s, exact("a\0\xE9"s)},

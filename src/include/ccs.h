@@ -86,8 +86,8 @@ KV_EXPORT int ccs_Is7BitAscii(const char *text, int length);
 KV_EXPORT const char *ccs_GetNextMimeUnit(const char *text, int length, const ccs_descriptor *charset,
                                           int first, int *state, int *unit_length);
 
-// Returns the code page in force behind the unit that the calling thread was given last; 0 when the set has
-// none. `which` is 0, and `*scratch` is not used.
+// Returns the code page in force behind the unit of a set with CCS_FLAG_ESCAPES that the calling thread was
+// given last; 0 before any. `which` is 0, and `*scratch` is not used.
 KV_EXPORT int16_t ccs_GetCP(int which, int32_t *scratch);
 
 // Returns the escape sequence that switches a text of the set back to ASCII from any code page, and its

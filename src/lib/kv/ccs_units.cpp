@@ -26,6 +26,8 @@ using text::CharSet;
 
 // ---- Characters of sets without escapes ----
 
+constexpr CharSet kTwoByteLeads = CharSet::range('\xC2', '\xDF');  // of UTF-8
+constexpr CharSet kContinuations = CharSet::range('\x80', '\xBF');
 constexpr CharSet kEucBytes = CharSet::range('\xA1', '\xFE');
 constexpr CharSet kKanaBytes = CharSet::range('\xA1', '\xDF');
 constexpr CharSet kLeads = CharSet::range('\x81', '\xFE');
@@ -51,6 +53,9 @@ std::size_t length_if(std::string_view text, const Sets &...sets) {
 }
 
 std::size_t utf8_length(std::string_view text) {
+    if (const std::size_t length = length_if(text, kTwoByteLeads, kContinuations); length > 1) {
+        return length;
+    }
     const gunichar character =
         g_utf8_get_char_validated(text.data(), static_cast<gssize>(std::min<std::size_t>(text.size(), 6)));
     // A NUL byte is a character of one byte too; what is malformed is no value of a character.
@@ -194,6 +199,8 @@ constexpr std::array kSwitches = std::to_array<Switch>({
 
 constexpr CharSet kSwitchStarts{"\x1B\x0E\x0F"};
 constexpr int kMaxSwitches = 4;  // of a unit; two designations and a shift are all that a character needs
+constexpr CharSet kEscape{"\x1B"};
+constexpr CharSet kSingleShift{"N"};
 constexpr CharSet kGraphic = CharSet::range('\x21', '\x7E');
 
 // The calling thread's place in the text whose units it asks for.
@@ -231,7 +238,7 @@ std::size_t pass_switches(std::string_view text, Escapes escapes) {
 // The length of the character of the code page in force at the front of `text`, which is not empty.
 std::size_t length_in_force(std::string_view text) {
     if (progress.state.has_cns2) {
-        if (const std::size_t shifted = length_if(text, CharSet{"\x1B"}, CharSet{"N"}, kGraphic, kGraphic);
+        if (const std::size_t shifted = length_if(text, kEscape, kSingleShift, kGraphic, kGraphic);
             shifted > 1) {
             return shifted;
         }
@@ -265,7 +272,6 @@ const char *ccs_GetNextMimeUnit(const char *text, int length, const ccs_descript
     const std::string_view rest{text, static_cast<std::size_t>(length)};
     *state = 0;
     if (row == nullptr || row->escapes == Escapes::kNone) {
-        progress.code_page = 0;
         *unit_length = static_cast<int>(row == nullptr ? 1 : kv::character_length(rest, row->shape));
         return text;
     }

@@ -28,6 +28,7 @@
 #include "heap_text.h"
 #include "os.h"
 #include "text/ascii.h"
+#include "text/scan.h"
 #include "text/writer.h"
 
 namespace {
@@ -415,26 +416,10 @@ class ByteTable {
 };
 std::array<ByteTable, kv::kMaxCharsets + 1> ByteTable::tables;
 
-// How many bytes of ASCII `text` begins with.
-std::size_t ascii_length(std::string_view text) {
-    constexpr std::uint64_t kTopBits = 0x8080808080808080U;
-    std::size_t length = 0;
-    for (std::uint64_t word = 0; length + sizeof word <= text.size(); length += sizeof word) {
-        std::memcpy(&word, text.data() + length, sizeof word);
-        if ((word & kTopBits) != 0) {
-            break;
-        }
-    }
-    while (length < text.size() && static_cast<unsigned char>(text[length]) <= kMaxAscii) {
-        ++length;
-    }
-    return length;
-}
-
 // Appends the text of single bytes in UTF-8; false when there is a byte that the set does not have.
 bool append_by_table(std::string_view text, const ByteTable &table, Output &output) {
     while (!text.empty()) {
-        const std::size_t ascii = ascii_length(text);
+        const std::size_t ascii = text::ascii_length<false>(text);
         output.append(text.substr(0, ascii));
         text.remove_prefix(ascii);
         for (; !text.empty() && static_cast<unsigned char>(text.front()) > kMaxAscii; text.remove_prefix(1)) {
@@ -461,7 +446,7 @@ bool convert_directly(std::string_view text, const Set &source, const Set &targe
     if ((in_both & CCS_FLAG_ASCII) == 0) {
         return false;
     }
-    if (ascii_length(text) == text.size()) {
+    if (text::ascii_length<false>(text) == text.size()) {
         output.append(text);
         return true;
     }
@@ -494,11 +479,19 @@ struct Outcome {
 
 // ---- Conversion with a converter ----
 
+constexpr std::string_view kSingleShift = "\x1BN";
+
 // One conversion: what was read, what came of it so far, and what was lost.
 class Conversion {
   public:
-    Conversion(Converter &converter, const Set &source, std::string_view text, Output &output)
-        : converter_(converter), source_(source), begin_(text.data()), rest_(text), output_(output) {}
+    Conversion(Converter &converter, const Set &source, const Set &target, std::string_view text,
+               Output &output)
+        : converter_(converter),
+          source_(source),
+          forgets_shifts_(target.row->escapes == kv::Escapes::kCn),
+          begin_(text.data()),
+          rest_(text),
+          output_(output) {}
 
     Outcome run() {
         const bool may_be_switched = switches_state(*source_.row);
@@ -538,6 +531,22 @@ class Conversion {
 
   private:
     Stop convert(std::string_view &text) {
+        while (forgets_shifts_ && !text.empty()) {
+            const std::size_t before = output_.length();
+            std::string_view character = text.substr(0, kv::character_length(text, source_.row->shape));
+            const Stop stop = convert_some(character);
+            text.remove_prefix(static_cast<std::size_t>(character.data() - text.data()));
+            if (stop != Stop::kAtEnd) {
+                return stop;
+            }
+            if (output_.view().substr(before).find(kSingleShift) != std::string_view::npos) {
+                flush();
+            }
+        }
+        return convert_some(text);
+    }
+
+    Stop convert_some(std::string_view &text) {
         for (;;) {
             const Stop stop = converter_.convert(text, output_.place(), output_.room());
             if (stop != Stop::kFull) {
@@ -600,6 +609,9 @@ class Conversion {
 
     Converter &converter_;
     const Set &source_;
+    // iconv takes a single shift (of ISO-2022-CN) for a lasting one, and then leaves out the shift that the
+    // next character needs: it has to begin anew behind each.
+    bool forgets_shifts_;
     const char *begin_;
     std::string_view rest_;
     Output &output_;
@@ -640,7 +652,7 @@ Outcome convert_text(std::string_view text, const Set &source, const Set &target
         if (converter == nullptr) {
             return {CVC_FAILED};
         }
-        outcome = Conversion{*converter, source, text, output}.run();
+        outcome = Conversion{*converter, source, target, text, output}.run();
         if (target.row->escapes == kv::Escapes::kKr) {
             remove_idle_designation(output);
         }

@@ -20,40 +20,15 @@ using text::base64::kGroupCharacters;
 
 constexpr char kBlankInQ = '_';
 
-// What stands as it is in a word wherever the word stands (RFC 2047, 5).
-constexpr text::CharSet kStandsInWord = text::kLetters | text::kDigits | text::CharSet{"!*+-/"};
-
 constexpr auto kQCodes = [] {
-    auto codes = text::quoted_printable::make_codes([](char c) { return kStandsInWord.contains(c); });
+    auto codes = text::quoted_printable::make_codes([](char c) { return text::kStandsInWord.contains(c); });
     codes[' '] = {{kBlankInQ, '\0', '\0', '\0'}, 1};
     return codes;
 }();
 
 // ---- Base64 ----
 
-// The groups that the fast encoder leaves to the plain one, so that all it touches lies within the buffers.
-constexpr std::size_t kSlackGroups = (text::base64::kSlack + kGroupBytes - 1) / kGroupBytes;
-constexpr std::size_t kLongText = 64;  // from where on the fast functions are worth it
-
-char *encode_base64(std::string_view bytes, char *out) {
-    const auto *in = reinterpret_cast<const unsigned char *>(bytes.data());
-    const std::size_t groups = bytes.size() / kGroupBytes;
-    std::size_t done = 0;
-    if (bytes.size() >= kLongText) {
-        done = groups - kSlackGroups;
-        text::base64::encoder()(in, done, out);
-    }
-    text::base64::encode_plain(in + done * kGroupBytes, groups - done, out + done * kGroupCharacters);
-    out += groups * kGroupCharacters;
-    if (const std::size_t left = bytes.size() % kGroupBytes; left > 0) {
-        unsigned char last[kGroupBytes] = {};  // NOLINT(modernize-avoid-c-arrays)
-        std::memcpy(last, in + groups * kGroupBytes, left);
-        text::base64::encode_plain(last, 1, out);
-        std::memset(out + left + 1, text::base64::kPad, kGroupBytes - left);
-        out += kGroupCharacters;
-    }
-    return out;
-}
+constexpr std::size_t kLongText = 64;  // from where on the fast decoder is worth it
 
 // Decodes the whole groups that `text` begins with. A group's bytes are fewer than its characters, so that
 // the fast decoder, kept kSlack away from the text's end, stays within the buffers.
@@ -158,7 +133,7 @@ void inet_text2Q(const char *bytes, int32_t length, char *out) {
 }
 
 void inet_bin2base64(const char *bytes, int32_t length, char *out) {
-    *encode_base64(view_of(bytes, length), out) = '\0';
+    *text::base64::encode_whole(view_of(bytes, length), out) = '\0';
 }
 
 int inet_base642bin(const char *text, int32_t length, char *out, int32_t *decoded_length) {

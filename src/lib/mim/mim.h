@@ -50,7 +50,8 @@ enum {
     MIM_CONFIG_MODE = 482,
     MIM_MAX_MESSAGE_ID = 4095,  // characters of a decoded message identifier, and of the O/R name in it
     MIM_DATE_SIZE = 32,         // a date
-    MIM_ENCODED_SIZE = 4096     // an encoded text
+    MIM_ENCODED_SIZE = 4096,    // an encoded text
+    MIM_MAX_WORD_CHARSET = 44   // characters of a character set's name in an encoded word that is written
 };
 
 // ---- Address parsing (RFC 822) ----
@@ -467,6 +468,38 @@ MIM_EXPORT void mim_EncMimeFile2(int fd_in, int fd_out, const char *encoding, co
 MIM_EXPORT void mim_EncodeMimeFile(int fd_in, int fd_out, const char *encoding, const char *guard, int crlf);
 
 // ---- Header encoding (RFC 2047) ----
+
+// Returns how many characters `text` takes encoded: mode B, base64; mode Q, quoted-printable by `safe_char`,
+// whose entries of "?" and "_" it sets to 0; any other, as it is.
+MIM_EXPORT unsigned mim_GetEncLen(const char *text, char mode);
+
+// Writes the beginning of `text` as one encoded word, which holds as many of its characters as fit. Called
+// again with what is left it writes the next one: between two words a header line can be folded.
+//
+// - `text`, `text_len`: the text, in the character set `cs`. It ends at a NUL byte too.
+// - `out`: receives the word, terminated, or the empty text when not one character fits; it holds `max_len` +
+// 1
+//   bytes, and 1 at least. A word has at most 4,131 characters, however great `max_len`.
+// - `max_len`: the most characters of the word, of which one more of `text` would need some, as would the way
+//   back to ASCII in a set that switches state.
+// - `start`: not 0 where a value begins; 0 where `text` is what the call before has left.
+// - `cs`: the set (ccs_GetCSDescriptor), the same for all words of a value.
+// - `mode`: B (base64), Q (quoted-printable as in header words), or N for plain pieces without the form of a
+//   word; nothing else.
+// - `charset_name` (may be null): the set's name in the word, of which MIM_MAX_WORD_CHARSET characters count;
+//   null for the MIME name (mim_GetCharSetName), and UNKNOWN-8BIT for an empty descriptor.
+// - `crlf`, `at_line_start`: as for mim_EncMimeData2. A line end in `text` is written as one in modes Q and
+// N.
+//
+// Returns where in `text` the next word begins, or null when nothing is left, and always when `want_rest` is
+// 0. When the word is empty although something is left, `max_len` is too small for the next character.
+//
+// Each word begins and ends in ASCII. How a word resumes where the one before was cut in a set that switches
+// state is kept in the process until a call with `start`, so the words of one value must be written without
+// others between them. Takes no memory. Passes failures on.
+MIM_EXPORT const char *mim_EncodeFold(const char *text, int text_len, char *out, int max_len, int start,
+                                      ccs_descriptor *cs, char mode, int want_rest, const char *charset_name,
+                                      int crlf, int at_line_start);
 
 // ---- Xtext (RFC 3461), pattern lists, text encodings ----
 

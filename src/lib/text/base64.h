@@ -237,6 +237,32 @@ inline constexpr Decode decode_avx2 = decode_plain;
     return has_avx2() ? decode_avx2 : decode_plain;
 }
 
+// Encodes all of `bytes`, with what pads the last group, into (size + 2) / 3 * 4 characters at `out`, and
+// touches nothing else. Returns the place behind them.
+inline char *encode_whole(std::string_view bytes, char *out) {
+    // The groups that the fast encoder leaves to the plain one, so that all it touches lies within the
+    // buffers.
+    constexpr std::size_t kSlackGroups = (kSlack + kGroupBytes - 1) / kGroupBytes;
+    constexpr std::size_t kLongText = 64;  // from where on it is worth it
+    const auto *in = reinterpret_cast<const unsigned char *>(bytes.data());
+    const std::size_t groups = bytes.size() / kGroupBytes;
+    std::size_t done = 0;
+    if (bytes.size() >= kLongText) {
+        done = groups - kSlackGroups;
+        encoder()(in, done, out);
+    }
+    encode_plain(in + done * kGroupBytes, groups - done, out + done * kGroupCharacters);
+    out += groups * kGroupCharacters;
+    if (const std::size_t left = bytes.size() % kGroupBytes; left > 0) {
+        std::array<unsigned char, kGroupBytes> last{};
+        std::memcpy(last.data(), in + groups * kGroupBytes, left);
+        encode_plain(last.data(), 1, out);
+        std::memset(out + left + 1, kPad, kGroupBytes - left);
+        out += kGroupCharacters;
+    }
+    return out;
+}
+
 }  // namespace text::base64
 
 #endif

@@ -25,6 +25,9 @@ struct EncodedWord {
 inline constexpr std::string_view kWordBegin = "=?";
 inline constexpr std::string_view kWordEnd = "?=";
 
+// What stands as it is in the text of a Q word, wherever the word stands (RFC 2047, 5).
+inline constexpr CharSet kStandsInWord = kLetters | kDigits | CharSet{"!*+-/"};
+
 // Reads the word that `view` begins with. Each "?" is passed three times at most, so that looking for words
 // everywhere in a text takes no longer than its length allows.
 [[nodiscard]] inline std::optional<EncodedWord> read_encoded_word(std::string_view view) {

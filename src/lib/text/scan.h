@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <bit>
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
 #include <string_view>
 
 #ifdef __SSE2__
@@ -12,6 +14,40 @@
 #endif
 
 namespace text {
+
+// How many bytes of ASCII `text` begins with; with kStopsAtNul, those before the first NUL byte only.
+template <bool kStopsAtNul>
+[[nodiscard]] inline std::size_t ascii_length(std::string_view text) {
+    constexpr std::uint64_t kTopBits = 0x8080808080808080U;
+    constexpr std::uint64_t kOnes = 0x0101010101010101U;
+    constexpr std::size_t kWord = sizeof kTopBits;
+    // The places of the next eight bytes that end the run. Taking 1 off a NUL byte sets its top bit, and can
+    // falsely set only those behind it.
+    const auto ends_at = [&](std::size_t place) {
+        std::uint64_t word = 0;
+        std::memcpy(&word, text.data() + place, kWord);
+        return (word | (kStopsAtNul ? word - kOnes : 0)) & kTopBits;
+    };
+    const auto first_of = [](std::uint64_t ends) {
+        return static_cast<std::size_t>(std::countr_zero(ends)) / kWord;
+    };
+    std::size_t length = 0;
+    for (; text.size() - length >= kWord; length += kWord) {
+        if (const std::uint64_t ends = ends_at(length); ends != 0) {
+            return length + first_of(ends);
+        }
+    }
+    if (length > 0) {  // the last eight, of which some are known to be in the run
+        const std::size_t last = text.size() - kWord;
+        const std::uint64_t ends = ends_at(last);
+        return ends == 0 ? text.size() : last + first_of(ends);
+    }
+    while (length < text.size() && static_cast<signed char>(text[length]) >= (kStopsAtNul ? 1 : 0)) {
+        ++length;
+    }
+    return length;
+}
+static_assert(std::endian::native == std::endian::little);
 
 inline constexpr std::size_t kBlock = 16;  // bytes that are looked at together
 

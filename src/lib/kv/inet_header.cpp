@@ -1,0 +1,180 @@
+// Texts as encoded words (RFC 2047), as many as they need: whole characters in each, and in a set that
+// switches state each begins and ends in ASCII.
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <string_view>
+
+#include "ccs.h"
+#include "cvc.h"
+#include "inet.h"
+#include "text/ascii.h"
+#include "text/encoded_word.h"
+#include "text/writer.h"
+
+namespace {
+
+constexpr std::size_t kMaxWord = 75;
+constexpr std::size_t kMaxUnit = kMaxWord;                    // no unit that is longer could stay whole
+constexpr std::size_t kMaxName = 40;                          // leaves a word room for some characters
+constexpr std::string_view kUnknownCharset = "UNKNOWN-8BIT";  // RFC 1428
+constexpr text::CharSet kNameCharacters = text::kLetters | text::kDigits | text::CharSet{"-_.:+()"};
+constexpr std::size_t kCodedLength = 3;
+
+bool is_base64(char encoding) {
+    return text::to_upper(encoding) == 'B';
+}
+
+// The raw text of a word: what a cut before left to resume, and units of the text.
+class RawWord {
+  public:
+    void begin(std::string_view resume) {
+        length_ = 0;
+        weight_ = 0;
+        append(resume);
+    }
+
+    // How many characters the word's text takes with a unit behind it and what then closes it.
+    [[nodiscard]] std::size_t length_with(std::string_view unit, std::string_view closing,
+                                          bool base64) const {
+        return base64 ? (length_ + unit.size() + closing.size() + 2) / 3 * 4
+                      : weight_ + weight_of(unit) + weight_of(closing);
+    }
+
+    void append(std::string_view bytes) {
+        bytes.copy(bytes_.data() + length_, bytes.size());
+        length_ += bytes.size();
+        weight_ += weight_of(bytes);
+    }
+
+    [[nodiscard]] std::string_view view() const { return {bytes_.data(), length_}; }
+
+  private:
+    static std::size_t weight_of(std::string_view bytes) {
+        std::size_t weight = 0;
+        for (const char c : bytes) {
+            weight += c == ' ' || text::kStandsInWord.contains(c) ? 1 : kCodedLength;
+        }
+        return weight;
+    }
+
+    std::array<char, kMaxUnit + 2 * CCS_ESCAPE_SIZE> bytes_;  // NOLINT(*-member-init): up to length_
+    std::size_t length_ = 0;
+    std::size_t weight_ = 0;
+};
+
+class WordWriter {
+  public:
+    WordWriter(std::string_view name, bool base64, dstring &out) : base64_(base64), out_(out) {
+        text::Writer prefix{prefix_.data(), prefix_.size()};
+        prefix.append(text::kWordBegin);
+        prefix.append(name);
+        prefix.append(base64 ? "?B?" : "?Q?");
+        prefix_length_ = prefix.finish();
+    }
+
+    [[nodiscard]] std::size_t frame() const { return prefix_length_ + text::kWordEnd.size(); }
+
+    void write(std::string_view raw) {
+        std::array<char, kCodedLength * sizeof(RawWord)> text;  // NOLINT(*-member-init)
+        const auto length = static_cast<std::int32_t>(raw.size());
+        (base64_ ? inet_bin2base64 : inet_text2Q)(raw.data(), length, text.data());
+        if (has_written_) {
+            dstring_append1(&out_, " ");
+        }
+        dstring_append1(&out_, prefix_.data());
+        dstring_append1(&out_, text.data());
+        dstring_append1(&out_, text::kWordEnd.data());
+        has_written_ = true;
+    }
+
+  private:
+    bool base64_;
+    dstring &out_;
+    std::array<char, kMaxName + 6> prefix_{};
+    std::size_t prefix_length_ = 0;
+    bool has_written_ = false;
+};
+
+// The name to write: MIME's, or the caller's own where it can stand in a word.
+std::string_view word_name(const char *charset) {
+    const std::string_view name = cvc_iconvCharsetEquiv(charset, 0);
+    const bool is_plain = !name.empty() && name.size() <= kMaxName &&
+                          std::ranges::all_of(name, [](char c) { return kNameCharacters.contains(c); });
+    return is_plain ? name : kUnknownCharset;
+}
+
+// Follows a text's units: what closes a word behind the last one, and what the next word resumes with.
+class Units {
+  public:
+    explicit Units(const char *charset) {
+        ccs_GetCSDescriptor(charset, &descriptor_);
+        if ((descriptor_.flags & CCS_FLAG_ESCAPES) != 0) {
+            int length = 0;
+            const char *escape = ccs_GetConfAsciiEscs(&descriptor_, CCS_CONFIGURED, &length);
+            to_ascii_ = {escape, static_cast<std::size_t>(length)};
+        }
+    }
+
+    // The unit at the front of `text`, which is not empty.
+    std::string_view next(std::string_view text) {
+        int state = 0;
+        int length = 0;
+        ccs_GetNextMimeUnit(text.data(), static_cast<int>(text.size()), &descriptor_, is_first_ ? 1 : 0,
+                            &state, &length);
+        is_first_ = false;
+        return text.substr(0, static_cast<std::size_t>(length));
+    }
+
+    // The code page in force behind the unit given last.
+    [[nodiscard]] int code_page() const { return to_ascii_.empty() ? 0 : ccs_GetCP(0, nullptr); }
+
+    [[nodiscard]] std::string_view closing(int code_page) const {
+        ccs_descriptor page = descriptor_;
+        page.code_page = static_cast<std::int16_t>(code_page);
+        return code_page == 0 || (ccs_GetCSFlags(&page) & CCS_FLAG_PLAIN) != 0 ? std::string_view{}
+                                                                               : to_ascii_;
+    }
+
+  private:
+    ccs_descriptor descriptor_{};
+    std::string_view to_ascii_;
+    bool is_first_ = true;
+};
+
+}  // namespace
+
+void inet_encodeHeader(const char *charset, int /*flags*/, const char *text, char encoding, int32_t column,
+                       dstring *out) {
+    const bool base64 = is_base64(encoding);
+    WordWriter writer{word_name(charset), base64, *out};
+    Units units{charset};
+    RawWord word;
+    const std::size_t room = kMaxWord - writer.frame();
+    std::size_t limit = room - std::min(room, static_cast<std::size_t>(std::max(column, 0)));
+    int page = 0;  // behind the last unit of the word
+    bool is_empty = true;
+    for (std::string_view rest{text}; !rest.empty();) {
+        const std::string_view unit = units.next(rest).substr(0, kMaxUnit);
+        const int next_page = units.code_page();
+        if (is_empty || word.length_with(unit, units.closing(next_page), base64) <= limit) {
+            word.append(unit);
+            rest.remove_prefix(unit.size());
+            page = next_page;
+            is_empty = false;
+            continue;
+        }
+        word.append(units.closing(page));
+        writer.write(word.view());
+        std::array<char, CCS_ESCAPE_SIZE> resume{};
+        ccs_Get1CfgEsc(page, CCS_CONFIGURED, resume.data(), 0);
+        word.begin(resume.data());
+        limit = room;
+        is_empty = true;
+    }
+    if (!is_empty) {
+        word.append(units.closing(page));
+        writer.write(word.view());
+    }
+}
