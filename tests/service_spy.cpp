@@ -14,6 +14,7 @@
 #include "cvc.h"
 #include "da.h"
 #include "dr.h"
+#include "dstring.h"
 #include "er.h"
 #include "inet.h"
 #include "mdc.h"
@@ -190,6 +191,39 @@ int cvc_ConvertString(int mode, int flags, const char *text, int32_t length, con
     return pass(__func__, cvc_ConvertString, mode, flags, text, length, source, target, converted, converted_length,
                 set, number, extra);
 }
+int16_t cvc_CnvString(int mode, int flags, const char *text, int32_t length, const char *source, const char *target,
+                      char **converted, int32_t *converted_length, int *lost, int purpose) {
+    return pass(__func__, cvc_CnvString, mode, flags, text, length, source, target, converted, converted_length, lost,
+                purpose);
+}
+const char *cvc_iconvCharsetEquiv(const char *name, int flags) {
+    return pass(__func__, cvc_iconvCharsetEquiv, name, flags);
+}
+int ccs_Is7BitAscii(const char *text, int length) { return pass(__func__, ccs_Is7BitAscii, text, length); }
+int inet_is2047Encoded(const char *value) { return pass(__func__, inet_is2047Encoded, value); }
+void inet_encodeHeader(const char *charset, int flags, const char *text, char encoding, int32_t column,
+                       dstring *out) {
+    pass(__func__, inet_encodeHeader, charset, flags, text, encoding, column, out);
+}
+void inet_text2Q(const char *bytes, int32_t length, char *out) { pass(__func__, inet_text2Q, bytes, length, out); }
+void inet_bin2base64(const char *bytes, int32_t length, char *out) {
+    pass(__func__, inet_bin2base64, bytes, length, out);
+}
+int inet_base642bin(const char *text, int32_t length, char *out, int32_t *decoded_length) {
+    return pass(__func__, inet_base642bin, text, length, out, decoded_length);
+}
+void dstring_init(dstring *string) { pass(__func__, dstring_init, string); }
+void dstring_free(dstring *string) { release(__func__, dstring_free, string); }
+void dstring_set(dstring *string, const char *text) { pass(__func__, dstring_set, string, text); }
+void dstring_set1(dstring *string, const char *text) { pass(__func__, dstring_set1, string, text); }
+void dstring_setN(dstring *string, const char *bytes, int32_t length) {
+    pass(__func__, dstring_setN, string, bytes, length);
+}
+void dstring_append1(dstring *string, const char *text) { pass(__func__, dstring_append1, string, text); }
+void dstring_appendN(dstring *string, const char *bytes, int32_t length) {
+    pass(__func__, dstring_appendN, string, bytes, length);
+}
+void dstring_setLength(dstring *string, int32_t length) { pass(__func__, dstring_setLength, string, length); }
 const char *t61_ParseO61Str(const char *text, int length) { return pass(__func__, t61_ParseO61Str, text, length); }
 int str_SplitByDispLen(const char *text, int count, const ccs_descriptor *charset, int *length) {
     return pass(__func__, str_SplitByDispLen, text, count, charset, length);

@@ -52,6 +52,7 @@ enum {
     MIM_DATE_SIZE = 32,         // a date
     MIM_ENCODED_SIZE = 4096,    // an encoded text
     MIM_MAX_WORD_CHARSET = 44   // characters of a character set's name in an encoded word that is written
+    MIM_CHARSET_SIZE = 257      // the name of a character set
 };
 
 // ---- Address parsing (RFC 822) ----
@@ -397,6 +398,41 @@ MIM_EXPORT const char *mim_ExtractIaFromORN(const char *orn);
 MIM_EXPORT const char *mim_ExtractCnFromORN(const char *orn);
 
 // ---- Header words (RFC 2047) ----
+//
+// An encoded word is "=?", a character set, "?", B or Q in either case, "?", a text without "?", and "?=".
+// The set's name is cut at its first "*" (the language of RFC 2231), and at 256 characters. The word may be
+// of any length and hold anything else; what has not this shape is plain text. White space between two words
+// is dropped, and stays anywhere else. Of the text of B, characters outside the alphabet are passed over; in
+// Q, "=" with two characters behind it is a byte whatever they are. A zero byte that ends a word is dropped
+// when it is the only one in it.
+//
+// A word that cannot be read stays as it stands, with the white space before it: one whose bytes cannot be
+// converted without loss, or one in UTF-8 whose bytes are not. Bytes of plain text above 127 stay, too.
+
+// Decodes the header value `text` and appends the result to `out`, an initialised string.
+//
+// - `convert` not 0: `charset` (in) is the character set that the result is to be in.
+// - `convert` 0: the result's set is that of the first word, US-ASCII without one, or UTF-8 when there are
+//   words of another set or with zero bytes. `charset` (out, may be null; MIM_CHARSET_SIZE bytes) receives
+//   its name (cvc_iconvCharsetEquiv). Where the set changes, all that `out` holds is converted as well as can
+//   be.
+//
+// In both modes `charset` may hold "DECODEIT" at entry: then words that cannot be converted become the bytes
+// that they stand for; only those in UTF-8 that are not UTF-8 stay. Passes failures on.
+MIM_EXPORT void mim_2047_to_string_and_cset_dstring(const char *text, dstring *out, char *charset,
+                                                    int convert);
+
+// Decodes `text` without converting it, as above, into `out`, which holds as many bytes as `text` with its
+// terminator: a longer result, and one that holds a zero byte, is cut. `charset` (in-out, may be null) is as
+// above. For a null `text` the result is empty, and its set "US-ASCII"; `out` may then be null, and `charset`
+// is left alone. Passes failures on; `out` is then empty.
+MIM_EXPORT void mim_DecodeMimeCharStr(const char *text, char *out, char *charset);
+
+// The same, then converts the result into the character set `target_charset`. When that is not possible
+// without loss, or the result would be longer than four times the length of `text`, the result stays in its
+// own set, and nothing tells the caller. `out` holds four times the length of `text`, and the terminator.
+// Passes failures on; `out` is then empty or holds the unconverted result.
+MIM_EXPORT void mim_ConvertMimeCharStr(const char *text, char *out, const char *target_charset);
 
 // ---- Bodies (RFC 2045) ----
 
