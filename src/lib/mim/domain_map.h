@@ -17,24 +17,6 @@ namespace mim {
 inline constexpr int kMapLineCapacity = 1026;  // a line of at most 1,025 characters and its terminator
 inline constexpr char kMapSeparator = '#';
 
-// Calls `visit(line, length)` for each line of the map `path`, terminated, its newline taken off; a longer
-// line comes in pieces. `file` stands outside the region that this runs in, which closes it after a failure.
-template <typename Visit>
-void for_each_map_line(LineFile &file, const char *path, Visit &&visit) {
-    if (!file.open(path)) {
-        return;
-    }
-    std::array<char, kMapLineCapacity> line;  // NOLINT(*-member-init): filled by the next call
-    while (const int count = file.read(line.data(), kMapLineCapacity)) {
-        auto length = static_cast<std::size_t>(count);
-        if (line[length - 1] == '\n') {
-            line[--length] = '\0';
-        }
-        visit(line.data(), length);
-    }
-    file.close();
-}
-
 // The value of a line, of which `rest` is what follows the key and its separator; nothing when no separator
 // ends it.
 [[nodiscard]] inline std::optional<std::string_view> map_value(std::string_view rest) {

@@ -3,6 +3,8 @@
 #ifndef MIM_FRAME_H
 #define MIM_FRAME_H
 
+#include <array>
+#include <cstddef>
 #include <type_traits>
 #include <utility>
 
@@ -16,6 +18,7 @@ inline constexpr const char *kArpOrnFile = "mim_ArpOrn";
 inline constexpr const char *kOrnArpFile = "mim_OrnArp";
 inline constexpr const char *kCertArpFile = "mim_CertArp";
 inline constexpr const char *kMapornFile = "mim_maporn";
+inline constexpr const char *kFnameFile = "mim_fname";
 
 // The classes of trace announcements.
 enum class TraceClass : int {
@@ -167,6 +170,25 @@ class LineFile {
   private:
     os_file *file_ = nullptr;
 };
+
+// Calls `visit(line, length)` for each line of the file `path`, terminated, its newline taken off; a line of
+// kCapacity characters or more comes in pieces. `file` stands outside the region that this runs in, if there
+// is one.
+template <int kCapacity, typename Visit>
+void for_each_line(LineFile &file, const char *path, Visit &&visit) {
+    if (!file.open(path)) {
+        return;
+    }
+    std::array<char, kCapacity> line;  // NOLINT(*-member-init): filled by the next call
+    while (const int count = file.read(line.data(), kCapacity)) {
+        auto length = static_cast<std::size_t>(count);
+        if (line[length - 1] == '\n') {
+            line[--length] = '\0';
+        }
+        visit(line.data(), length);
+    }
+    file.close();
+}
 
 }  // namespace mim
 

@@ -110,7 +110,7 @@ int lookup_domain(const char *path, const char *domain, char *orn, nm_index *ind
     mim::protected_region(
         mim::kArpOrnFile,
         [&] {
-            mim::for_each_map_line(file, path, [&](char *line, std::size_t line_length) {
+            mim::for_each_line<mim::kMapLineCapacity>(file, path, [&](char *line, std::size_t line_length) {
                 consider_entry(line, line_length, {copy.data(), length}, best);
             });
         },

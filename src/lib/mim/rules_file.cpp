@@ -12,6 +12,7 @@
 #include "nesting.h"
 #include "rule_pattern.h"
 #include "text/ascii.h"
+#include "text/tokens.h"
 #include "text/writer.h"
 
 namespace {
@@ -19,8 +20,7 @@ namespace {
 using mim::TraceClass;
 
 constexpr int kRuleLineCapacity = 256;  // a line of at most 255 characters and its terminator
-constexpr text::CharSet kTokenDelimiters{" \t\n"};
-constexpr text::CharSet kTokenEnds = kTokenDelimiters | text::CharSet{std::string_view{"#\0", 2}};
+constexpr text::Tokens kTokens{text::CharSet{" \t\n"}, "#"};
 
 // What the start of a replacement says.
 enum class Mode { kRepeat, kOnce, kOnceAndStop };
@@ -64,19 +64,6 @@ void build_result(std::string_view form, const CaptureStarts &starts, const Capt
             out.append(std::string_view{starts[capture], static_cast<std::size_t>(lengths[capture])});
         }
     }
-}
-
-// Takes the next token of a terminated line from `place` on; empty at the end, which a "#" is too. It goes
-// byte by byte: a line was only just copied, and a wider load would have to wait for the copy's stores.
-std::string_view next_token(const char *&place) {
-    while (kTokenDelimiters.contains(*place)) {
-        ++place;
-    }
-    const char *const begin = place;
-    while (!kTokenEnds.contains(*place)) {
-        ++place;
-    }
-    return {begin, static_cast<std::size_t>(place - begin)};
 }
 
 // The text that rules rewrite, in a buffer of MIM_SUBJECT_SIZE bytes.
@@ -137,8 +124,8 @@ void mim::apply_rules_file(const char *path, const char *text, void (*prepare)(c
         int stop = 0;
         while (stop == 0 && file.read(line.data(), kRuleLineCapacity) != 0) {
             const char *place = line.data();
-            const std::string_view pattern = next_token(place);
-            const std::string_view replacement = next_token(place);
+            const std::string_view pattern = kTokens.take(place);
+            const std::string_view replacement = kTokens.take(place);
             if (!replacement.empty()) {
                 process_rule(rewritten, pattern, replacement, &stop);
             }

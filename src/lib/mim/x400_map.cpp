@@ -114,7 +114,7 @@ int lookup_domain(const char *path, char *orn, char *domain) {
     mim::protected_region(
         mim::kOrnArpFile,
         [&] {
-            mim::for_each_map_line(file, path, [&](char *line, std::size_t length) {
+            mim::for_each_line<mim::kMapLineCapacity>(file, path, [&](char *line, std::size_t length) {
                 consider_line(line, length, orn, &index, best);
             });
         },

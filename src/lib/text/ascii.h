@@ -63,7 +63,23 @@ inline constexpr CharSet kControls = CharSet::range('\0', '\x1F') | CharSet{"\x7
 
 inline constexpr std::string_view kHexDigits = "0123456789ABCDEF";
 
+// What stands for no hexadecimal digit: greater than any byte, also when it is part of one.
+inline constexpr unsigned kNoHexDigit = 0x100;
+
 namespace detail {
+inline constexpr auto kHexValues = [] {
+    std::array<std::uint16_t, kByteCount> values{};
+    values.fill(kNoHexDigit);
+    for (std::size_t i = 0; i < kHexDigits.size(); ++i) {
+        const char digit = kHexDigits[i];
+        values[static_cast<unsigned char>(digit)] = static_cast<std::uint16_t>(i);
+        if (kLetters.contains(digit)) {
+            values[static_cast<unsigned char>(digit - 'A' + 'a')] = static_cast<std::uint16_t>(i);
+        }
+    }
+    return values;
+}();
+
 consteval std::array<char, kByteCount> upper_case_table() {
     std::array<char, kByteCount> table{};
     for (std::size_t i = 0; i < kByteCount; ++i) {
@@ -73,6 +89,11 @@ consteval std::array<char, kByteCount> upper_case_table() {
 }
 inline constexpr std::array<char, kByteCount> kUpperCaseTable = upper_case_table();
 }  // namespace detail
+
+// The value of a hexadecimal digit of either case, or kNoHexDigit.
+[[nodiscard]] constexpr unsigned hex_value(char c) {
+    return detail::kHexValues[static_cast<unsigned char>(c)];
+}
 
 [[nodiscard]] constexpr char to_upper(char c) {
     return detail::kUpperCaseTable[static_cast<unsigned char>(c)];
@@ -88,6 +109,10 @@ inline constexpr std::array<char, kByteCount> kUpperCaseTable = upper_case_table
         }
     }
     return true;
+}
+
+[[nodiscard]] constexpr bool starts_with_ignoring_case(std::string_view text, std::string_view prefix) {
+    return equal_ignoring_case(text.substr(0, prefix.size()), prefix);
 }
 
 // `view` without the members of `set` at its ends.

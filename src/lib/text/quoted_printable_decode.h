@@ -30,30 +30,6 @@ inline constexpr std::size_t kDecodeSlack = 80;
 // Decodes the text at `in`, and returns the end of what it became.
 using Decode = char *(*)(std::string_view in, char *out);
 
-namespace detail {
-
-constexpr unsigned kNoDigit = 0x100;
-
-inline constexpr auto kHexValues = [] {
-    std::array<std::uint16_t, kByteCount> values{};
-    values.fill(kNoDigit);
-    for (std::size_t i = 0; i < kHexDigits.size(); ++i) {
-        const char digit = kHexDigits[i];
-        values[static_cast<unsigned char>(digit)] = static_cast<std::uint16_t>(i);
-        if (kLetters.contains(digit)) {
-            values[static_cast<unsigned char>(digit - 'A' + 'a')] = static_cast<std::uint16_t>(i);
-        }
-    }
-    return values;
-}();
-
-// The value of a hexadecimal digit, or kNoDigit.
-[[nodiscard]] inline unsigned hex_value(char c) {
-    return kHexValues[static_cast<unsigned char>(c)];
-}
-
-}  // namespace detail
-
 [[nodiscard]] inline char *decode_plain(std::string_view in, char *out) {
     std::size_t i = 0;
     for (;;) {
@@ -66,8 +42,7 @@ inline constexpr auto kHexValues = [] {
         i = escape + 1;
         *out = kEscape;
         if (in.size() - escape >= kEscapeLength) {
-            const unsigned value =
-                detail::hex_value(in[escape + 1]) << 4U | detail::hex_value(in[escape + 2]);
+            const unsigned value = hex_value(in[escape + 1]) << 4U | hex_value(in[escape + 2]);
             if (value < kByteCount) {
                 *out = static_cast<char>(value);
                 i = escape + kEscapeLength;
