@@ -53,6 +53,8 @@ enum {
     MIM_ENCODED_SIZE = 4096,    // an encoded text
     MIM_MAX_WORD_CHARSET = 44   // characters of a character set's name in an encoded word that is written
     MIM_CHARSET_SIZE = 257      // the name of a character set
+    MIM_CHARSET_SIZE = 257,     // the name of a character set
+    MIM_SHORT_NAME_SIZE = 16    // a file name of at most 8 characters, a dot and 4 more
 };
 
 // ---- Address parsing (RFC 822) ----
@@ -539,9 +541,47 @@ MIM_EXPORT const char *mim_EncodeFold(const char *text, int text_len, char *out,
 
 // ---- Xtext (RFC 3461), pattern lists, text encodings ----
 
+// Appends the xtext form of `text` (RFC 3461, 4) to the text in `out`, which has room for three bytes for
+// each of `text` and a terminator: "+XX" for "+", "=" and every byte outside 33 to 126. Returns 0.
+MIM_EXPORT int mim_XtextString(const char *text, char *out);
+
+// Decodes xtext into `destination` (strlen(source) + 1 bytes): "+" and two hexadecimal digits of either case
+// are the byte that they spell, "+00" the zero byte too; any other character is itself. Returns 0.
+MIM_EXPORT int mim_DecodeXtextString(const char *source, char *destination);
+
+// Returns the name of the transfer encoding (RFC 2045, 6) of a text body: for `choice` B (of either case)
+// "base64", for N "7bit" when the server's character set `charset_name` switches state by escape sequences,
+// else "8bit", for any other "quoted-printable"; and for IA5 always "7bit". Static text. Passes failures on.
+MIM_EXPORT const char *mim_GetTextEncoding(char choice, const char *charset_name);
+
+// An entry of a list of address patterns, which the caller owns.
+struct mim_user_pattern {
+    const struct mim_user_pattern *next;  // null in the last one
+    const char *pattern;                  // local part, "@" and domain; without a domain, or with an empty
+                          // local part, any. A "*" in the local part stands for the rest of it
+    int32_t value;
+};
+
+// Returns the value of the first entry of `list` (may be null) whose pattern `address` (may be null) matches,
+// without regard to case; 0 when there is none. Both are split at their first "@"; an address without one has
+// no domain, and no pattern with a domain matches it.
+MIM_EXPORT int32_t mim_catchUser(const char *address, const struct mim_user_pattern *list);
+
 // ---- Character-set names ----
 
 // ---- Types and file names ----
+
+// Returns 1 when `c` may stand in a short file name, else 0: a letter, a digit, or one of "!#$%-@^_".
+MIM_EXPORT int mim_ValidFnameChar(char c);
+
+// Makes a file name of at most eight characters, a dot and an extension of at most four. `name` (may be null)
+// stays as it is when it is one, in ISO 8859-1 or ASCII and of valid characters alone; without an extension
+// it gets ".TXT" when `type` is 1736 or 1167, else ".BIN". In place of any other base stands a letter, A for
+// the first call of the process, B for the second, and after Z A again, used or not. An empty name gives the
+// extension alone, and one that ends in "." keeps that. Returns the short name, valid until the next call.
+// When the service that tells the character set fails, the name has the letter, and a persistent failure is
+// passed on.
+MIM_EXPORT char *mim_MakeFname8dot3(const char *name, int type);
 
 #ifdef __cplusplus
 }

@@ -1,0 +1,85 @@
+// Xtext, pattern lists, names of text encodings, short file names.
+
+#include <climits>
+
+#include "fresh_process.h"
+#include "mim.h"
+#include "orn_name.h"
+#include "t61.h"
+
+namespace {
+
+TEST(Xtext, EncodesAndDecodes) {
+    const auto encode = [](const std::string &text) {
+        const auto call = [&](char *out) { return mim_XtextString(text.c_str(), std::copy_n("X=", 3, out) - 3); };
+        return answer(call, 3 * text.size() + 3);
+    };
+    const auto decode = [](const std::string &text) {
+        return answer([&](char *out) { return mim_DecodeXtextString(text.c_str(), out); }, text.size() + 1);
+    };
+    expect_cases("a+b=c d -> 0 X=a+2Bb+3Dc+20d | ~E9 -> 0 X=+E9 | -> 0 X= | !~7E~7F~01 -> 0 X=!~7E+7F+01", encode);
+    expect_cases(
+        "a+2Bb -> 0 a+b | +3d -> 0 = | x+zz -> 0 x+zz | -> 0 | + -> 0 + | +2 -> 0 +2 | +2g+e9 -> 0 +2g~E9 | "
+        "++41+4+41 -> 0 +A+4A",
+        decode);
+    std::string all;
+    for (int byte = 1; byte < 256; ++byte)
+        all += static_cast<char>(byte);
+    EXPECT_EQ(decode(encode(all)), "0 0 X=" + all);
+}
+
+TEST(Patterns, TheFirstThatMatchesGivesItsValue) {
+    const mim_user_pattern all{nullptr, "", 9}, no_domain{&all, "ann", 8}, prefix{&no_domain, "bob*ignored", 7},
+        both{&prefix, "Jo@Example.ORG", 6}, domain{&both, "@a.example", 5};
+    expect_cases(
+        R"(bobby@b -> 7 | alice@A.EXAMPLE -> 5 | carol@b -> 9 | jo@example.org -> 6 | jo@x@example.org -> 9 | jo -> 9
+        ANN -> 8 | ann@b -> 8 | anna -> 9 | bo -> 9 | BOB -> 7 | @a.example -> 5 | -> 9 | x@a.example@b -> 9)",
+        [&](const std::string &address) { return std::to_string(mim_catchUser(address.c_str(), &domain)); });
+    const mim_user_pattern star{nullptr, "*", INT_MIN}, at{nullptr, "@", 1};
+    EXPECT_TRUE(mim_catchUser("x@y", &star) == INT_MIN && mim_catchUser("", &at) == 1);
+    EXPECT_TRUE(mim_catchUser(nullptr, &all) == 0 && mim_catchUser("a", nullptr) == 0);
+}
+
+TEST(TextEncoding, HasAName) {
+    expect_cases(
+        R"(Q IA5 -> 7bit | b ia5 -> 7bit | B ISO8859_1 -> base64 | n ISO8859_1 -> 8bit | N NONE -> 8bit | N ISO-2022-JP -> 7bit
+        n UTF8 -> 8bit | q UTF8 -> quoted-printable | x NONE -> quoted-printable)",
+        [](const std::string &text) { return mim_GetTextEncoding(text.front(), text.c_str() + 2); });
+}
+
+// "TYPE NAME" in a process of its own, where the letter is A.
+TEST(ShortNames, KeepWhatFits) {
+    expect_fresh(
+        R"(7 -> A.BIN | 1736 -> A.TXT | 7 report.txt -> report.txt | 1167 REPORT -> REPORT.TXT | 7 readme -> readme.BIN
+        7 my file.txt -> A.txt | 7 averylongname.doc -> A.doc | 7 a.html -> a.html | 7 a.html5 -> A.BIN | 7 archive.tar.gz -> A.gz
+        7 .profile -> A.BIN | 7 .gz -> A.gz | 7 data.t x -> A.BIN | 7 12345678 -> 12345678.BIN | 7 123456789 -> A.BIN
+        7 12345678.1234 -> 12345678.1234 | 7 name. -> name. | 7 . -> A. | 7 .. -> A. | 7 r~E9sum~E9.doc -> A.doc | 7 a.~E9 -> A.BIN
+        1736 ~C3~A9.doc -> A.doc | 1736 ~C3~A9 -> A.TXT | 7 ~1B-Bx.doc -> A.doc | 7 a~7Ex.b -> A.b | 7 !#$%-@_.!#$% -> !#$%-@_.!#$%)",
+        [](const std::string &text) {
+            const std::size_t blank = text.find(' ');
+            const char *name = blank != std::string::npos ? text.c_str() + blank + 1 : nullptr;
+            return mim_MakeFname8dot3(name, std::stoi(text));
+        });
+    EXPECT_EQ(in_fresh_process([] {
+                  std::string letters = mim_MakeFname8dot3("", 7);
+                  for (int call = 1; call < 55; ++call)
+                      letters += *mim_MakeFname8dot3(call == 9 ? "used" : nullptr, 7);
+                  return letters;
+              }),
+              ".BINBCDEFGHIuKLMNOPQRSTUVWXYZABCDEFGHIJKLMNOPQRSTUVWXYZABC");
+    std::string valid;
+    for (int c = 0; c < 256; ++c)
+        valid += mim_ValidFnameChar(static_cast<char>(c)) == 1 ? std::string(1, static_cast<char>(c)) : "";
+    EXPECT_EQ(valid, "!#$%-0123456789@ABCDEFGHIJKLMNOPQRSTUVWXYZ^_abcdefghijklmnopqrstuvwxyz");
+}
+
+TEST(T61, TellsTheCharacterSetOfAnyText) {
+    expect_cases(
+        R"(-> IA5 1 | abc -> IA5 1 | ~C3~A9 -> UTF8 1 | ~E9 -> ISO8859_1 1 | ~C3~A9~FF -> ISO8859_1 1 | ~1B%G -> UTF8 1
+        ~1B-A -> ISO8859_1 1 | ~1B-Mx -> ISO8859_9 1 | x~1B-B -> IA5 1)",
+        [](const std::string &text) { return t61_RealParseStr(text.c_str(), -1, 1); });
+    EXPECT_STREQ(t61_RealParseStr("\xC3\xA9\0\xC3\xA9", 5, 0), "UTF8 0");
+    EXPECT_STREQ(t61_RealParseStr("\xC3\xA9\0\xC3\xA9", 4, 9), "ISO8859_1 9");
+}
+
+}  // namespace
