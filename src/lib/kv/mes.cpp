@@ -48,6 +48,7 @@ constexpr std::array kBuiltInMessages = std::to_array<BuiltInMessage>({
     {MES_SET_SERVER, kv::kNoSuchDirectoryHandle, "No directory is open under that handle"},
     {MES_SET_SERVER, kv::kDirectoryLine, "%1:%2: %3"},
     {MES_SET_SERVER, 7617, "MAIL-SYSTEM"},
+    {MES_SET_SERVER, 24149, "The character set %1 is not known"},
     {MES_SET_GATEWAY, 1141, "The directory's attribute %1 gives the address %2"},
     {MES_SET_GATEWAY, 1142, "More than one entry of the directory is %1"},
     {MES_SET_GATEWAY, 1413, "Internet user"},

@@ -55,6 +55,12 @@ enum {
     MIM_CHARSET_SIZE = 257      // the name of a character set
     MIM_CHARSET_SIZE = 257,     // the name of a character set
     MIM_SHORT_NAME_SIZE = 16    // a file name of at most 8 characters, a dot and 4 more
+    MIM_MAX_MESSAGE_ID = 4095,     // characters of a decoded message identifier, and of the O/R name in it
+    MIM_DATE_SIZE = 32,            // a date
+    MIM_ENCODED_SIZE = 4096,       // an encoded text
+    MIM_CHARSET_SIZE = 257,        // the name of a character set
+    MIM_CONTENT_TYPE_SIZE = 1024,  // a Content-Type value whose character set was rewritten
+    MIM_SHORT_NAME_SIZE = 16       // a file name of at most 8 characters, a dot and 4 more
 };
 
 // ---- Address parsing (RFC 822) ----
@@ -568,6 +574,47 @@ struct mim_user_pattern {
 MIM_EXPORT int32_t mim_catchUser(const char *address, const struct mim_user_pattern *list);
 
 // ---- Character-set names ----
+//
+// The table is ~/sys/mime.cs: lines SERVER-NAME MIME-NAME, of at most 15 and 31 characters. It is read at the
+// first call and kept for the life of the process; when a failure ends the reading, the lines before it are
+// the table. After that, looking up allocates nothing. Names are compared without regard to case, and the
+// first line that fits counts.
+
+// Translates the name of a character set; the first argument that is not null is the one that counts.
+//
+// - `internal_name` (may be null): the server's name. The result is the MIME name in the first line that has
+//   it, be it in its first place or its second; else the name that the conversion service gives
+//   (cvc_iconvCharsetEquiv); else "US-ASCII" for IA5, "ISO-8859-15" for ISO8859_15 and the like, and what is
+//   behind "MIME-".
+// - `mime_name` (may be null): the MIME name. The result is the server's name in the first line that has it
+//   in its second place; else what is behind "x-korvan-", or IA5 for US-ASCII.
+//
+// A name without any of these is returned as it is, and logged (100, 24149) unless the conversion service can
+// convert from it. Returns null only for two null arguments. The result has at most 31 characters, cut where
+// it would have more. It is valid until the next call, but for a name of the table, which stays. Passes
+// failures on.
+MIM_EXPORT const char *mim_GetCharSetName(const char *internal_name, const char *mime_name);
+
+// Sets the charset parameter of the Content-Type value `content_type` (RFC 2045, 5.1) to `charset_name`, or,
+// with `convert` not 0, to the MIME name of that (mim_GetCharSetName). The parameter's old value goes with
+// its quotes, and with what is between it and the next ";"; a missing parameter is added at the end. Returns
+// the new value, cut at MIM_CONTENT_TYPE_SIZE - 1 characters and valid until the next call. Passes failures
+// on.
+MIM_EXPORT char *mim_InsertNewCSName(const char *content_type, const char *charset_name, int convert);
+
+// Converts a text into the first of the acceptable character sets that loses nothing.
+//
+// - `text`: the text in UTF-8.
+// - `text_charset`: the character set that it counts as being in.
+// - `chosen_charset` (out, CCS_NAME_SIZE bytes, cut to fit): the set of the result: the server's name, as far
+//   as it is known, of the one that was chosen, else the preferred name of `text_charset`.
+// - `candidates` (may be null): MIME names with a comma between them, without blanks; empty ones are passed
+//   over.
+//
+// The search ends in vain at a candidate that is the set of the text itself. Returns `text` when it was not
+// converted, else a text that is valid until the next conversion (cvc_CnvString). Passes failures on.
+MIM_EXPORT char *mim_CnvStringTo1stLossless(char *text, const char *text_charset, char *chosen_charset,
+                                            const char *candidates);
 
 // ---- Types and file names ----
 
