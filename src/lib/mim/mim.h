@@ -60,6 +60,8 @@ enum {
     MIM_ENCODED_SIZE = 4096,       // an encoded text
     MIM_CHARSET_SIZE = 257,        // the name of a character set
     MIM_CONTENT_TYPE_SIZE = 1024,  // a Content-Type value whose character set was rewritten
+    MIM_MIME_TYPE_SIZE = 128,      // a MIME type and subtype
+    MIM_TYPE_HEADER_SIZE = 183,    // a Content-Type header that was made of them
     MIM_SHORT_NAME_SIZE = 16       // a file name of at most 8 characters, a dot and 4 more
 };
 
@@ -617,6 +619,47 @@ MIM_EXPORT char *mim_CnvStringTo1stLossless(char *text, const char *text_charset
                                             const char *candidates);
 
 // ---- Types and file names ----
+//
+// The server has a number for each kind of attachment. The table is ~/sys/mime.types: lines NUMBER ENCODING
+// TYPE/SUBTYPE with up to five file extensions behind them; the encoding begins with b, q, n, 7 or 8. A type
+// or subtype "*" fits any, and such a line is only for looking an extension up. The table is read at the
+// first call and kept for the life of the process; when a failure ends the reading, the lines before it are
+// the table. After that, looking up allocates nothing. Names are compared without regard to case, and the
+// first line that fits counts. These functions pass failures on.
+//
+// A number without a line has the content type application/x-korvan-NNNN, with four digits or more, and 0 is
+// application/octet-stream.
+
+// Stores the number of the first line with the extension of `file_name` (may be null), which is all behind
+// its first ".", in `*type`; 0 when there is none.
+MIM_EXPORT void mim_FileExtToKVType(const char *file_name, int *type);
+
+// Writes the header "Content-Type: " of the number `type` into `out` (MIM_TYPE_HEADER_SIZE bytes), without a
+// line end. Where a line gives it, "; charset=" and the MIME name of `charset` (a server's name; may be null
+// or empty) stand behind it.
+MIM_EXPORT void mim_KVToMimeType(int type, const char *charset, char *out);
+
+// Finds the number for a Content-Type value.
+//
+// - `content_type`: the value, which may begin with the header's name and a colon.
+// - `file_name` (may be null): the attachment's, which may hold encoded words. A lengthy one of more than
+//   1,023 characters is decoded whole too, in a block of memory for the time of the call.
+// - `charset` (out, CCS_NAME_SIZE bytes; may be null): the server's name (mim_GetCharSetName) of the
+//   character set that the value names; empty when it names none.
+// - `type` (out): the number of the first line with the value's type and subtype, or with a "*" for one of
+//   them or both and the extension of the file, which is all behind its last "."; else the number in
+//   application/x-korvan-NNNN; else 0.
+MIM_EXPORT void mim_MimeToKVType(const char *content_type, const char *file_name, char *charset, int *type);
+
+// Writes the content type of the number `type`, "type/subtype", into `out` (MIM_MIME_TYPE_SIZE bytes).
+MIM_EXPORT void mim_getMimeType(int type, char *out);
+
+// Returns the first extension of the number `type`, without its dot, or ".bin". Valid for the life of the
+// process.
+MIM_EXPORT const char *mim_getFileExt(int type);
+
+// Returns the first letter of the encoding of the number `type`, "b" when it has no line.
+MIM_EXPORT char mim_getEncoding(int type);
 
 // Returns 1 when `c` may stand in a short file name, else 0: a letter, a digit, or one of "!#$%-@^_".
 MIM_EXPORT int mim_ValidFnameChar(char c);
