@@ -13,7 +13,6 @@
 #include <utility>
 
 #include "ccs.h"
-#include "cvc.h"
 #include "frame.h"
 #include "mim.h"
 #include "text/ascii.h"
@@ -429,7 +428,7 @@ std::string_view name_of(const ccs_descriptor &charset, const char *charset_name
         return charset_name;
     }
     const char *server_name = ccs_GetCSName(&charset);
-    return server_name == nullptr ? kUnknownCharset : cvc_iconvCharsetEquiv(server_name, 1);
+    return server_name == nullptr ? kUnknownCharset : mim_GetCharSetName(server_name, nullptr);
 }
 
 // Writes the prefix of a word, and returns the place behind it.

@@ -48,16 +48,10 @@ enum {
     MIM_CONFIG_DELIMITER = 476,
     MIM_CONFIG_STYLE = 480,
     MIM_CONFIG_MODE = 482,
-    MIM_MAX_MESSAGE_ID = 4095,  // characters of a decoded message identifier, and of the O/R name in it
-    MIM_DATE_SIZE = 32,         // a date
-    MIM_ENCODED_SIZE = 4096,    // an encoded text
-    MIM_MAX_WORD_CHARSET = 44   // characters of a character set's name in an encoded word that is written
-    MIM_CHARSET_SIZE = 257      // the name of a character set
-    MIM_CHARSET_SIZE = 257,     // the name of a character set
-    MIM_SHORT_NAME_SIZE = 16    // a file name of at most 8 characters, a dot and 4 more
     MIM_MAX_MESSAGE_ID = 4095,     // characters of a decoded message identifier, and of the O/R name in it
     MIM_DATE_SIZE = 32,            // a date
     MIM_ENCODED_SIZE = 4096,       // an encoded text
+    MIM_MAX_WORD_CHARSET = 44,     // characters of a character set's name in an encoded word that is written
     MIM_CHARSET_SIZE = 257,        // the name of a character set
     MIM_CONTENT_TYPE_SIZE = 1024,  // a Content-Type value whose character set was rewritten
     MIM_MIME_TYPE_SIZE = 128,      // a MIME type and subtype
