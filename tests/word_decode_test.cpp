@@ -8,10 +8,10 @@
 #include <string>
 
 #include "cvc.h"
-#include "fault_matrix.h"
 #include "fresh_process.h"
 #include "inet.h"
 #include "mim.h"
+#include "work_string.h"
 
 namespace {
 
@@ -100,13 +100,10 @@ std::string decode_slowly(const std::string &text, std::string out, const std::s
 
 std::string decode(const std::string &text, const std::string &before, std::string charset, bool converts) {
     charset.resize(MIM_CHARSET_SIZE);
-    dstring out;
-    dstring_init(&out);
-    dstring_setN(&out, before.data(), static_cast<std::int32_t>(before.size()));
-    mim_2047_to_string_and_cset_dstring(text.c_str(), &out, charset.data(), converts ? 1 : 0);
-    const std::string result{out.data, static_cast<std::size_t>(out.length)};
-    dstring_free(&out);
-    return (converts ? equivalent(charset) : charset.c_str()) + "|" + result;
+    mim::WorkString out;
+    dstring_set1(out.get(), before.c_str());
+    mim_2047_to_string_and_cset_dstring(text.c_str(), out.get(), charset.data(), converts ? 1 : 0);
+    return (converts ? equivalent(charset) : charset.c_str()) + "|" + std::string{out.view()};
 }
 
 TEST(WordDecode, GivesWhatByteByByteGives) {

@@ -438,6 +438,29 @@ MIM_EXPORT void mim_DecodeMimeCharStr(const char *text, char *out, char *charset
 // Passes failures on; `out` is then empty or holds the unconverted result.
 MIM_EXPORT void mim_ConvertMimeCharStr(const char *text, char *out, const char *target_charset);
 
+// Returns the two header values joined (each may be null), as encoded words of Q in the set of both, or in
+// UTF-8 when they differ in it. When one is null or empty, or their texts have no UTF-8 form without loss,
+// they are joined as they stand. The library holds the result until the next call of this function. Passes
+// failures on.
+MIM_EXPORT const char *mim_joinRfc2047Strings(const char *first, const char *second);
+
+// Encodes the words of the header value `value` anew, with the encoding Q or B (either case), into `out`, an
+// initialised string that is empty. Its plain text becomes part of the words. A value without encoded words,
+// and any with another encoding, is copied. `encoder_argument` is how many characters of the first line are
+// taken (inet_encodeHeader). Passes failures on.
+MIM_EXPORT void mim_reEncodeRfc2047String(const char *value, char encoding, int32_t encoder_argument,
+                                          dstring *out);
+
+// Returns 1 when the two header values (each may be null) carry the same text, character by character, else
+// 0: how it is encoded does not matter. Null is the same as null only. Passes failures on.
+MIM_EXPORT int mim_equivRfc2047Strings(const char *first, const char *second);
+
+// Writes the header value `value` (may be null: empty) into `out`, which holds `size` bytes, and returns
+// `out`. A value that does not fit becomes one encoded word in UTF-8, in Q or base64, with as many whole
+// characters of its text as fit, or the empty text when `size` is below 13. Nothing at all is written when
+// `size` is 0. Passes failures on; `out` is then empty.
+MIM_EXPORT char *mim_truncate_2047_string(const char *value, uint32_t size, char *out);
+
 // ---- Bodies (RFC 2045) ----
 
 // Decodes one part of a message as it arrives (RFC 5321, 4.5.2): lines end in LF or CR LF, a line that begins
