@@ -230,36 +230,65 @@ constexpr std::array kAliases = std::to_array<Alias>({
 // ---- Looking up ----
 
 // Spellings differ in case and in where they have "-", "_", "." and ":", so these do not count.
-constexpr std::string_view kUncounted = "-_.:";
+constexpr text::CharSet kUncounted{"-_.:"};
 constexpr std::size_t kMaxKey = 48;
+
+// What each character counts as; '\0' for none.
+constexpr auto kCounted = [] {
+    std::array<char, text::kByteCount> counted{};
+    for (std::size_t i = 0; i < counted.size(); ++i) {
+        const auto c = static_cast<char>(i);
+        counted[i] = kUncounted.contains(c) ? '\0' : text::to_upper(c);
+    }
+    return counted;
+}();
+
+constexpr char counted(char c) {
+    return kCounted[static_cast<unsigned char>(c)];
+}
 
 // What a name is looked up by.
 struct Key {
     std::array<char, kMaxKey> text{};
     std::size_t length = 0;
-    std::size_t hash = 0;
 
-    [[nodiscard]] constexpr std::string_view view() const { return {text.data(), length}; }
+    // Whether it is that of `name`.
+    [[nodiscard]] constexpr bool stands_for(std::string_view name) const {
+        std::size_t place = 0;
+        for (const char c : name) {
+            const char character = counted(c);
+            if (character != '\0' && (place == length || text[place++] != character)) {
+                return false;
+            }
+        }
+        return place == length;
+    }
 };
 
 constexpr std::optional<Key> key_of(std::string_view name) {
-    constexpr std::uint32_t kBasis = 2166136261U;  // FNV-1a
-    constexpr std::uint32_t kPrime = 16777619U;
     Key key;
-    std::uint32_t hash = kBasis;
     for (const char c : name) {
-        if (kUncounted.find(c) != std::string_view::npos) {
+        if (counted(c) == '\0') {
             continue;
         }
         if (key.length == kMaxKey) {
             return {};
         }
-        const char upper = text::to_upper(c);
-        key.text[key.length++] = upper;
-        hash = (hash ^ static_cast<unsigned char>(upper)) * kPrime;
+        key.text[key.length++] = counted(c);
     }
-    key.hash = hash;
     return key;
+}
+
+constexpr std::size_t hash_of(std::string_view name) {
+    constexpr std::uint32_t kBasis = 2166136261U;  // FNV-1a
+    constexpr std::uint32_t kPrime = 16777619U;
+    std::uint32_t hash = kBasis;
+    for (const char c : name) {
+        if (const char character = counted(c); character != '\0') {
+            hash = (hash ^ static_cast<unsigned char>(character)) * kPrime;
+        }
+    }
+    return hash;
 }
 
 struct Slot {
@@ -271,9 +300,9 @@ constexpr std::size_t kSlots = 1024;
 using Index = std::array<Slot, kSlots>;
 
 template <typename Slots>
-constexpr auto &slot_of(Slots &index, const Key &key) {
-    std::size_t place = key.hash % kSlots;
-    while (index[place].row >= 0 && index[place].key.view() != key.view()) {
+constexpr auto &slot_of(Slots &index, std::string_view name) {
+    std::size_t place = hash_of(name) % kSlots;
+    while (index[place].row >= 0 && !index[place].key.stands_for(name)) {
         place = (place + 1) % kSlots;
     }
     return index[place];
@@ -285,7 +314,7 @@ constexpr bool add_name(Index &index, std::string_view name, std::size_t row) {
     if (!key || key->length == 0) {
         return false;
     }
-    Slot &slot = slot_of(index, *key);
+    Slot &slot = slot_of(index, name);
     if (slot.row >= 0 && slot.row != static_cast<std::int16_t>(row)) {
         return false;
     }
@@ -307,7 +336,7 @@ consteval BuiltIndex build_index() {
                          std::string_view{charset.name}.size() < CCS_NAME_SIZE;
     }
     for (const Alias &alias : kAliases) {
-        const std::int16_t row = slot_of(built.slots, *key_of(alias.name)).row;
+        const std::int16_t row = slot_of(built.slots, alias.name).row;
         built.is_sound =
             built.is_sound && row >= 0 && add_name(built.slots, alias.alias, static_cast<std::size_t>(row));
     }
@@ -318,11 +347,7 @@ constexpr BuiltIndex kIndex = build_index();
 static_assert(kIndex.is_sound);
 
 const ccs_charset *find_in_index(std::string_view name) {
-    const std::optional<Key> key = key_of(name);
-    if (!key) {
-        return nullptr;
-    }
-    const std::int16_t row = slot_of(kIndex.slots, *key).row;
+    const std::int16_t row = slot_of(kIndex.slots, name).row;
     return row < 0 ? nullptr : &kCharsets[static_cast<std::size_t>(row)];
 }
 
