@@ -11,6 +11,7 @@
 #include "dr.h"
 #include "er_capture.h"
 #include "fault_matrix.h"
+#include "frame.h"
 #include "fresh_process.h"
 #include "mim.h"
 #include "orn_name.h"
@@ -182,6 +183,8 @@ TEST(Faults, EveryServiceCallMayFail) {
     };
     const auto name_of = [](const char *text) { return std::string{parsed(text).orn.data()}; };
     const std::int16_t people = dr_OpenDir(0, DR_READ, "people", "");
+    ccs_descriptor japanese{};
+    ccs_GetCSDescriptor("ISO2022_JP", &japanese);
     const auto address_of = [&](const char *name, int routable) {
         return [people, routable, orn = name_of(name)] {
             return answer([&](char *out) {
@@ -232,6 +235,37 @@ TEST(Faults, EveryServiceCallMayFail) {
              std::int16_t number = 0;
              mim_SetDelimsAndLimits(&flag, &flag, text.data(), text.data() + 1, &number, &number);
              return text[0] + std::to_string(number);
+         }},
+        {"words", 25,
+         [charset = japanese]() mutable {
+             std::array<char, MIM_ENCODED_SIZE> word{};
+             const std::string value = "a\x1B$BF|K\\F|K\\\x1B(B";
+             const char *const end = value.c_str() + value.size();
+             std::string words;
+             const char *rest = value.c_str();
+             for (int start = 1; rest != nullptr; start = 0) {
+                 rest = mim_EncodeFold(rest, static_cast<int>(end - rest), word.data(), 48, start, &charset, 'B', 1,
+                                       nullptr, 0, 0);
+                 words += word.data();
+             }
+             return words;
+         }},
+        {"types", 20,
+         [] {
+             int type = 0;
+             std::array<char, MIM_TYPE_HEADER_SIZE> header{};
+             std::array<char, MIM_CHARSET_SIZE> charset{};
+             mim_MimeToKVType("text/plain; charset=x-none", "=?US-ASCII?Q?a.gif?=", charset.data(), &type);
+             mim_KVToMimeType(1, "MIME-x-none", header.data());
+             return mim::traced<mim::TraceClass::kMain>("untraced", [&] {
+                 return charset.data() + std::to_string(type) + header.data() + mim_getFileExt(1) +
+                        mim_CnvStringTo1stLossless(charset.data(), "UTF8", header.data(), "x-none,IA5");
+             });
+         }},
+        {"short name", 1,
+         [] {
+             return mim::traced<mim::TraceClass::kMain>(
+                 "untraced", [] { return std::string{mim_MakeFname8dot3("a.txt", 7)}.substr(1); });
          }},
         {"extracts", 4,
          [orn = name_of("/IA=j@x/CN=c/")] {

@@ -199,6 +199,27 @@ int16_t cvc_CnvString(int mode, int flags, const char *text, int32_t length, con
 const char *cvc_iconvCharsetEquiv(const char *name, int flags) {
     return pass(__func__, cvc_iconvCharsetEquiv, name, flags);
 }
+const char *ccs_GetNextMimeUnit(const char *text, int length, const ccs_descriptor *charset, int first, int *state,
+                                int *unit_length) {
+    return pass(__func__, ccs_GetNextMimeUnit, text, length, charset, first, state, unit_length);
+}
+const char *ccs_GetConfAsciiEscs(const ccs_descriptor *charset, int kind, int *length) {
+    return pass(__func__, ccs_GetConfAsciiEscs, charset, kind, length);
+}
+void ccs_Get1CfgEsc(int code_page, int kind, char *buffer, int flags) {
+    pass(__func__, ccs_Get1CfgEsc, code_page, kind, buffer, flags);
+}
+int16_t ccs_GetCP(int which, int32_t *scratch) { return pass(__func__, ccs_GetCP, which, scratch); }
+int ccs_GetCSFlags(const ccs_descriptor *descriptor) { return pass(__func__, ccs_GetCSFlags, descriptor); }
+int16_t ccs_GetNumBytes(const ccs_descriptor *descriptor) { return pass(__func__, ccs_GetNumBytes, descriptor); }
+const char *ccs_GetCSName(const ccs_descriptor *descriptor) { return pass(__func__, ccs_GetCSName, descriptor); }
+int cvc_IsMappingAvail(const char *source, const char *target) {
+    return pass(__func__, cvc_IsMappingAvail, source, target);
+}
+int cvc_iconv_recognised_charset(const char *name) { return pass(__func__, cvc_iconv_recognised_charset, name); }
+const char *t61_RealParseStr(const char *text, int length, int kind) {
+    return pass(__func__, t61_RealParseStr, text, length, kind);
+}
 int ccs_Is7BitAscii(const char *text, int length) { return pass(__func__, ccs_Is7BitAscii, text, length); }
 int inet_is2047Encoded(const char *value) { return pass(__func__, inet_is2047Encoded, value); }
 void inet_encodeHeader(const char *charset, int flags, const char *text, char encoding, int32_t column,
