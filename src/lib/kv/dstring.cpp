@@ -100,6 +100,8 @@ void dstring_setLength(dstring *string, int32_t length) {
     const std::size_t wanted = checked_length(length);
     const std::size_t kept = std::min(length_of(string), wanted);
     const kv::HeapText old = make_room(string, wanted, kept);
-    std::memset(string->data + kept, 0, wanted - kept);
+    if (wanted > kept) {
+        std::memset(string->data + kept, 0, wanted - kept);
+    }
     end_at(string, wanted);
 }

@@ -114,12 +114,7 @@ int inet_AutoIamOn(void) {
 }
 
 int inet_is2047Encoded(const char *value) {
-    const std::string_view view{value != nullptr ? value : ""};
-    std::size_t place = text::find_word_begin(view, 0);
-    while (place < view.size() && !text::read_encoded_word(view.substr(place))) {
-        place = text::find_word_begin(view, place + 1);
-    }
-    return place < view.size() ? 1 : 0;
+    return value != nullptr && text::find_encoded_word(value, 0) ? 1 : 0;
 }
 
 void inet_text2Q(const char *bytes, int32_t length, char *out) {

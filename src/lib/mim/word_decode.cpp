@@ -6,6 +6,7 @@
 #include <glib.h>
 
 #include <array>
+#include <bit>
 #include <cstring>
 #include <optional>
 #include <string_view>
@@ -17,6 +18,7 @@
 #include "mim.h"
 #include "text/ascii.h"
 #include "text/encoded_word.h"
+#include "text/scan.h"
 #include "text/writer.h"
 #include "work_string.h"
 
@@ -27,14 +29,18 @@ using text::EncodedWord;
 
 constexpr const char *kAscii = "IA5";
 constexpr const char *kUnicode = "UTF8";
-constexpr std::string_view kUnicodeMimeName = "UTF-8";
 constexpr const char *kNoTextCharset = "US-ASCII";  // reported when there is no text at all
 constexpr char kDecodeAlways[] = "DECODEIT";        // in a character set's place  NOLINT(*-avoid-c-arrays)
+constexpr char kLanguageMark = '*';                 // ends the set's name in a word (RFC 2231, 5)
 constexpr int kPurpose = 21;                        // as the conversion service keeps it
 constexpr std::size_t kMaxExpansion = 4;            // bytes out of one, when a text is converted
 constexpr std::size_t kShortWord = 256;             // bytes of a word that are decoded without the heap
 
 // ---- Q ----
+
+constexpr char kEscape = '=';
+constexpr char kBlank = '_';
+constexpr std::size_t kEscapeLength = 3;
 
 // What a character behind "=" counts as. Any character does, as if the letters went on behind F and before A.
 constexpr auto kHexValues = [] {
@@ -51,18 +57,41 @@ unsigned hex_value(char c) {
     return kHexValues[static_cast<unsigned char>(c)];
 }
 
+// Copies the characters that come before the next "=", or a block of them, with blanks for "_". Returns their
+// number. What follows them in `out` is junk, as far as `in` is long.
+std::size_t copy_to_escape(std::string_view in, char *out) {
+#ifdef __SSE2__
+    if (in.size() >= text::kBlock) {
+        const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i *>(in.data()));
+        const __m128i change =
+            _mm_and_si128(_mm_cmpeq_epi8(block, _mm_set1_epi8(kBlank)), _mm_set1_epi8(kBlank ^ ' '));
+        _mm_storeu_si128(reinterpret_cast<__m128i *>(out), _mm_xor_si128(block, change));
+        const auto escapes =
+            static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(block, _mm_set1_epi8(kEscape))));
+        return static_cast<std::size_t>(std::countr_zero(escapes | 1U << text::kBlock));
+    }
+#endif
+    std::size_t length = 0;
+    for (; length < in.size() && in[length] != kEscape; ++length) {
+        out[length] = in[length] == kBlank ? ' ' : in[length];
+    }
+    return length;
+}
+
 // Decodes the Q text `in` into `out`, which holds as many bytes. Returns their number.
 std::size_t decode_q(std::string_view in, char *out) {
-    constexpr std::size_t kEscapeLength = 3;
     constexpr unsigned kDigitBits = 4;
     char *end = out;
-    for (std::size_t i = 0; i < in.size(); ++i) {
-        const char c = in[i];
-        if (c == '=' && in.size() - i >= kEscapeLength) {
-            *end++ = static_cast<char>(hex_value(in[i + 1]) << kDigitBits | hex_value(in[i + 2]));
-            i += kEscapeLength - 1;
-        } else {
-            *end++ = c == '_' ? ' ' : c;
+    while (!in.empty()) {
+        const std::size_t length = copy_to_escape(in, end);
+        end += length;
+        in.remove_prefix(length);
+        for (; in.size() >= kEscapeLength && in.front() == kEscape; in.remove_prefix(kEscapeLength)) {
+            *end++ = static_cast<char>(hex_value(in[1]) << kDigitBits | hex_value(in[2]));
+        }
+        if (in.starts_with(kEscape) && in.size() < kEscapeLength) {
+            *end++ = kEscape;
+            in.remove_prefix(1);
         }
     }
     return static_cast<std::size_t>(end - out);
@@ -70,42 +99,46 @@ std::size_t decode_q(std::string_view in, char *out) {
 
 // ---- Character sets ----
 
-// The name of a character set, as its service prefers it, cut to MIM_CHARSET_SIZE.
+// The name of a character set as its service prefers it, cut to MIM_CHARSET_SIZE.
 class SetName {
   public:
-    explicit SetName(const char *name) { set(cvc_iconvCharsetEquiv(name, 0)); }
+    explicit SetName(std::string_view name) {
+        if (!text::equal_ignoring_case(name, kUnicodeMimeName)) {  // the most frequent one needs no asking
+            text::copy_text(name, own_.data(), own_.size());
+            text_ = cvc_iconvCharsetEquiv(own_.data(), 0);  // static text, or what it was given
+        }
+    }
 
-    // The name in a word, without its language (RFC 2231, 5).
+    // The name in a word, which may have a language behind it (RFC 2231, 5).
     static SetName of_word(std::string_view charset) {
-        std::array<char, MIM_CHARSET_SIZE> name;  // NOLINT(*-member-init): filled by the next call
-        text::copy_text(charset.substr(0, charset.find('*')), name.data(), name.size());
-        return SetName{name.data()};
+        return SetName{charset.substr(0, charset.find(kLanguageMark))};
     }
 
     SetName(const SetName &other) { *this = other; }
     SetName &operator=(const SetName &other) {
         if (this != &other) {
-            set(other.view());
+            const bool is_own = other.text_ == other.own_.data();
+            if (is_own) {
+                text::copy_text(other.text_, own_.data(), own_.size());
+            }
+            text_ = is_own ? own_.data() : other.text_;
         }
         return *this;
     }
     ~SetName() = default;
 
-    [[nodiscard]] const char *c_str() const { return text_.data(); }
-    [[nodiscard]] std::string_view view() const { return {text_.data(), length_}; }
-
-    friend bool operator==(const SetName &a, const SetName &b) { return a.view() == b.view(); }
+    [[nodiscard]] const char *c_str() const { return text_; }
+    [[nodiscard]] std::string_view view() const { return text_; }
+    [[nodiscard]] bool is_unicode() const {
+        return text_ == kUnicodeMimeName || text::equal_ignoring_case(text_, kUnicodeMimeName);
+    }
 
   private:
-    void set(std::string_view name) { length_ = text::copy_text(name, text_.data(), text_.size()); }
+    static constexpr const char *kUnicodeMimeName = "UTF-8";
 
-    std::array<char, MIM_CHARSET_SIZE> text_;  // NOLINT(*-member-init): filled as far as it is read
-    std::size_t length_ = 0;
+    const char *text_ = kUnicodeMimeName;
+    std::array<char, MIM_CHARSET_SIZE> own_;  // NOLINT(*-member-init): filled as far as it is read
 };
-
-bool is_unicode(const SetName &set) {
-    return text::equal_ignoring_case(set.view(), kUnicodeMimeName);
-}
 
 // What came of a conversion: its status, and the text, which the service holds until the next.
 struct Converted {
@@ -149,7 +182,7 @@ class WordBytes {
             length = decode_q(word.text, place);
         }
         std::string_view bytes{place, length};
-        if (const std::size_t zero = bytes.find('\0'); zero != std::string_view::npos && zero + 1 == length) {
+        if (bytes.ends_with('\0') && bytes.find('\0') + 1 == length) {
             bytes.remove_suffix(1);
         }
         return bytes;
@@ -177,51 +210,48 @@ class Decoder {
     Decoder(dstring *out, const char *charset, bool detects)
         : out_(out),
           detects_(detects),
-          decodes_always_(charset != nullptr &&
-                          std::strncmp(charset, kDecodeAlways, sizeof kDecodeAlways) == 0),
+          charset_(charset),
           current_(detects ? kAscii : charset),
           previous_(current_) {}
 
     void decode(std::string_view value) {
         std::size_t place = 0;
         bool follows_word = false;
-        while (place < value.size()) {
-            // From `place` to `token` is white space that is no text when the token is a word.
-            std::size_t token = place;
-            while (follows_word && token < value.size() && text::kWhiteSpace.contains(value[token])) {
-                ++token;
+        for (;;) {
+            const auto word = text::find_encoded_word(value, place);
+            const std::string_view between = value.substr(place, word ? word->begin - place : value.size());
+            // White space behind a word is no text when another word follows.
+            const bool is_held = follows_word && skip_white_space(between) == between.size();
+            if (!is_held) {
+                append_plain(between, follows_word);
             }
-            const auto word = text::read_encoded_word(value.substr(token));
-            follows_word = word.has_value();
-            std::size_t end = value.size();
-            if (word) {
-                end = token + word->length;
-                append_word(*word, value.substr(place, end - place));
-            } else if (token == value.size() || current_holds_ascii()) {
-                end = find_word(value, token);
-                mim::append(out_, value.substr(place, end - place));
-            } else {
-                end = token + 1;
-                append_plain(value.substr(place, end - place));
+            if (!word) {
+                if (is_held) {
+                    mim::append(out_, between);
+                }
+                return;
             }
-            place = end;
+            const std::size_t begin = is_held ? place : word->begin;
+            place = word->end();
+            append_word(word->word, value.substr(begin, place - begin));
+            follows_word = true;
         }
     }
 
     [[nodiscard]] const SetName &charset() const { return current_; }
 
   private:
-    // The place of the first word behind the character at `from`; the size when there is none.
-    static std::size_t find_word(std::string_view value, std::size_t from) {
-        do {
-            from = text::find_word_begin(value, from + 1);
-        } while (from < value.size() && !text::read_encoded_word(value.substr(from)));
-        return from;
+    static std::size_t skip_white_space(std::string_view text) {
+        std::size_t place = 0;
+        while (place < text.size() && text::kWhiteSpace.contains(text[place])) {
+            ++place;
+        }
+        return place;
     }
 
     [[nodiscard]] bool current_holds_ascii() {
         if (!holds_ascii_) {
-            holds_ascii_ = holds_ascii(current_);
+            holds_ascii_ = current_.is_unicode() || holds_ascii(current_);
         }
         return *holds_ascii_;
     }
@@ -231,8 +261,24 @@ class Decoder {
         holds_ascii_.reset();
     }
 
-    // A character of plain text with the white space held back before it.
-    void append_plain(std::string_view text) {
+    // Text between words. Where it is not appended as it is, it is converted byte by byte, but for the white
+    // space that was held back behind a word.
+    void append_plain(std::string_view text, bool follows_word) {
+        if (text.empty()) {
+            return;
+        }
+        if (current_holds_ascii()) {
+            mim::append(out_, text);
+            return;
+        }
+        std::size_t length = follows_word ? skip_white_space(text) + 1 : 1;
+        for (; !text.empty(); length = 1) {
+            append_piece(text.substr(0, length));
+            text.remove_prefix(length);
+        }
+    }
+
+    void append_piece(std::string_view text) {
         if (ccs_Is7BitAscii(text.data(), mim::service_length(text.size())) != 0) {
             if (const Converted converted = convert(text, kAscii, current_.c_str()); converted.is_usable()) {
                 text = converted.text;
@@ -263,7 +309,7 @@ class Decoder {
             bytes.find('\0') != std::string_view::npos) {
             set_current(SetName{kUnicode});
         }
-        if (current_ == previous_) {
+        if (current_.view() == previous_.view()) {
             return;
         }
         if (out_->length > 0) {
@@ -275,13 +321,17 @@ class Decoder {
         previous_ = current_;
     }
 
+    [[nodiscard]] bool decodes_always() const {
+        return charset_ != nullptr && std::strncmp(charset_, kDecodeAlways, sizeof kDecodeAlways) == 0;
+    }
+
     // False when the bytes cannot be read.
     bool append_converted(std::string_view bytes, const SetName &set) {
-        if (is_unicode(set)) {
+        if (set.is_unicode()) {
             if (g_utf8_validate(bytes.data(), static_cast<gssize>(bytes.size()), nullptr) == 0) {
                 return false;
             }
-            if (is_unicode(current_)) {
+            if (current_.is_unicode()) {
                 mim::append(out_, bytes);
                 return true;
             }
@@ -289,7 +339,7 @@ class Decoder {
         const Converted converted = convert(bytes, set.c_str(), current_.c_str());
         if (converted.status == CVC_EXACT) {
             mim::append(out_, converted.text);
-        } else if (decodes_always_) {
+        } else if (decodes_always()) {
             mim::append(out_, bytes);
         } else {
             return false;
@@ -299,7 +349,7 @@ class Decoder {
 
     dstring *out_;
     bool detects_;
-    bool decodes_always_;
+    const char *charset_;              // as it is given; in a set's place it may ask for all words
     SetName current_;                  // that the output is in
     SetName previous_;                 // that it was in behind the last word
     std::optional<bool> holds_ascii_;  // of the current set, once that was asked

@@ -5,7 +5,6 @@
 #define TEXT_ENCODED_WORD_H
 
 #include <cstddef>
-#include <cstring>
 #include <optional>
 #include <string_view>
 
@@ -53,20 +52,22 @@ inline constexpr CharSet kStandsInWord = kLetters | kDigits | CharSet{"!*+-/"};
                        view.substr(text_begin, text_end - text_begin), text_end + kWordEnd.size()};
 }
 
-// The first place from `from` on where a word may begin; the size when there is none.
-[[nodiscard]] inline std::size_t find_word_begin(std::string_view view, std::size_t from) {
-    while (from < view.size()) {
-        const void *found = std::memchr(view.data() + from, '=', view.size() - from);
-        if (found == nullptr) {
-            break;
-        }
-        from = static_cast<std::size_t>(static_cast<const char *>(found) - view.data());
-        if (view.substr(from).starts_with(kWordBegin)) {
-            return from;
+struct FoundWord {
+    std::size_t begin;
+    EncodedWord word;
+
+    [[nodiscard]] std::size_t end() const { return begin + word.length; }
+};
+
+// The first word from the place `from` on.
+[[nodiscard]] inline std::optional<FoundWord> find_encoded_word(std::string_view view, std::size_t from) {
+    while ((from = view.find(kWordBegin.front(), from)) != std::string_view::npos) {
+        if (const auto word = read_encoded_word(view.substr(from))) {
+            return FoundWord{from, *word};
         }
         ++from;
     }
-    return view.size();
+    return std::nullopt;
 }
 
 }  // namespace text
