@@ -90,6 +90,10 @@ void exclude(CLI::Option *one, CLI::Option *other) {
     one->excludes(other);
 }
 
+void depend(CLI::Option *option, CLI::Option *other) {
+    option->needs(other);
+}
+
 const CLI::Option *add_file(CLI::App &app, const char *name, const char *description) {
     return add_value(app, name, "", description,
                      [](const std::string &path) { return path.empty() ? "names no file" : ""; });

@@ -34,6 +34,10 @@ void add_map(CLI::App &parent, std::vector<Command> &commands);
 void add_msgid(CLI::App &parent, std::vector<Command> &commands);
 void add_date(CLI::App &parent, std::vector<Command> &commands);
 void add_body(CLI::App &parent, std::vector<Command> &commands);
+void add_xtext(CLI::App &parent, std::vector<Command> &commands);
+void add_charset(CLI::App &parent, std::vector<Command> &commands);
+void add_type(CLI::App &parent, std::vector<Command> &commands);
+void add_short_name(CLI::App &parent, std::vector<Command> &commands);
 void add_config(CLI::App &parent, std::vector<Command> &commands);
 
 // Adds a subcommand, and a family of them, of which one must be chosen.
@@ -69,6 +73,9 @@ void require(CLI::Option *option);
 
 // Makes it wrong use to give both options.
 void exclude(CLI::Option *one, CLI::Option *other);
+
+// Makes it wrong use to give `option` without `other`.
+void depend(CLI::Option *option, CLI::Option *other);
 
 // Adds the positional argument `name`, of a file, which may be left out; value_of tells what was given.
 const CLI::Option *add_file(CLI::App &app, const char *name, const char *description);

@@ -12,6 +12,8 @@ inline constexpr const char *kGatewayMap = "~/sys/unixmap.gw";
 inline constexpr const char *kOutboundRules = "~/sys/unixout.rules";
 inline constexpr const char *kDomainMap = "~/sys/unixmap.out";
 inline constexpr const char *kConfig = "~/sys/config";
+inline constexpr const char *kMimeTypes = "~/sys/mime.types";
+inline constexpr const char *kMimeCharsets = "~/sys/mime.cs";
 
 // Makes `directory` the home. Throws ToolError unless it is a directory with a sys directory.
 void use_home(const std::string &directory);

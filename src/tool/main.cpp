@@ -86,6 +86,10 @@ void run(int argc, char **argv, Session &session) {
     add_msgid(app, commands);
     add_date(app, commands);
     add_body(app, commands);
+    add_xtext(app, commands);
+    add_charset(app, commands);
+    add_type(app, commands);
+    add_short_name(app, commands);
     add_config(app, commands);
     std::vector<std::string> arguments = guard_arguments(argc, argv);
     std::reverse(arguments.begin(), arguments.end());  // as the parser wants them

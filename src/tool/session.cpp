@@ -59,7 +59,12 @@ void Session::report(std::string_view kind, std::string_view text) {
     write_diagnostic();
 }
 
+bool Session::was_logged(int set, int number) const {
+    return logged_.starts_with(std::to_string(set) + "/" + std::to_string(number) + ":");
+}
+
 void Session::log(int severity, const char *line) {
+    logged_ = line;
     if (severity <= ER_SEVERITY_ERROR) {
         note(Exit::kFailed);
         report("error", line);
@@ -86,10 +91,11 @@ void Session::note(Exit exit) {
     worst_ = std::max(worst_, exit);
 }
 
-// Forgets what the step before raised and left open.
+// Forgets what the step before raised, logged and left open.
 void Session::begin_step() {
     call_tree_.restart();
     raised_.reset();
+    logged_.clear();
 }
 
 void Session::report_failure(std::string_view subject, const er_identity &failure) {

@@ -57,6 +57,9 @@ class Session {
 
     void note(Exit exit);
 
+    // Whether message (set, number) was what the current step logged last.
+    [[nodiscard]] bool was_logged(int set, int number) const;
+
     // Runs `body`, which does what belongs to one item, or to none. Returns the failure that ended it, if one
     // did; a persistent one goes on to the outermost handler. The last one that the library raised and got
     // over by itself is reported, as one of `subject` unless that is empty.
@@ -80,6 +83,7 @@ class Session {
     Output diagnostics_;
     CallTree call_tree_;
     std::optional<er_identity> raised_;  // the last failure since begin_step
+    std::string logged_;                 // the last line of the log since then
     Exit worst_ = Exit::kDone;
 };
 
