@@ -134,13 +134,13 @@ struct Tail {
     int resume = 0;          // the code page that the next word resumes
 };
 
-// In a set that does not switch state: room for a byte more.
+// Of a unit of state 0 in a set that does not switch: room for a byte more.
 constexpr Tail kSimpleTail{1, true, 0};
 
-// Tells the tails of units in a set that does.
+// Tells the tails of all other units.
 class Tails {
   public:
-    explicit Tails(const ccs_descriptor &charset) : charset_(charset) {}
+    Tails(const ccs_descriptor &charset, bool switches) : charset_(charset), switches_(switches) {}
 
     [[nodiscard]] Tail behind(int state) {
         bool is_plain = false;
@@ -151,7 +151,7 @@ class Tails {
             current_ = ccs_GetCP(0, &scratch);
             is_plain = current_ > 0 && is_plain_page(current_);
         }
-        if (state > 0 && !is_plain) {
+        if (switches_ && state > 0 && !is_plain) {
             return {0, true, state};
         }
         if (state != 0 || is_plain) {
@@ -179,6 +179,7 @@ class Tails {
     }
 
     const ccs_descriptor &charset_;
+    bool switches_;
     int current_ = 0;
 };
 
@@ -212,7 +213,7 @@ class Word {
           form_(form),
           is_quoted_(form.mode == kQuotedPrintable),
           codes_(codes),
-          tails_(value.charset),
+          tails_(value.charset, switches_),
           needs_first_(value.is_begun_here),
           resume_(sequence.resume),
           begin_(place),
@@ -238,7 +239,7 @@ class Word {
             }
             const std::string_view bytes{unit, static_cast<std::size_t>(length)};
             high_run_ = length == 1 && is_high(bytes.front()) ? high_run_ + 1 : 0;
-            const Tail tail = switches_ ? tails_.behind(state) : kSimpleTail;
+            const Tail tail = switches_ || state != 0 ? tails_.behind(state) : kSimpleTail;
             if (bytes.front() == '\0') {  // ends the word's text, whatever comes
                 return weight_ <= limit_;
             }
