@@ -40,6 +40,7 @@ struct Escape {
 
     [[nodiscard]] std::string_view view() const { return {text.data(), length}; }
     void set(std::string_view escape) { length = text::copy_text(escape, text.data(), text.size()); }
+    void clear() { length = 0; }
 };
 
 // What stays from one call to the next of those that encode one value.
@@ -215,13 +216,13 @@ class Word {
           codes_(codes),
           tails_(value.charset, switches_),
           needs_first_(value.is_begun_here),
-          resume_(sequence.resume),
+          resume_(sequence.resume.view()),
           begin_(place),
           place_(place),
           limit_(form.mode == kBase64 && room >= 0 ? room / kGroupCharacters * kGroupBytes : room),
           closing_weight_(weight_of(sequence.to_ascii.view())),
           placeholder_weight_(weight_of({&kPlaceholder, 1})),
-          weight_(weight_of(resume_.view())) {}
+          weight_(weight_of(resume_)) {}
 
     // Takes units until the next does not fit; true when all of the text was taken.
     bool take() {
@@ -270,34 +271,32 @@ class Word {
 
     // Writes what is not yet written, and returns the place behind the text.
     char *finish() {
-        const std::string_view resume = resume_.view();
         const std::string_view text = text_.substr(0, taken_);
         const std::string_view closing = is_closed() ? sequence.to_ascii.view() : std::string_view{};
         if (is_quoted_ && text.find('\n') == std::string_view::npos) {
             write(closing);
             return place_;
         }
-        if (form_.mode == kBase64 && resume.empty() && closing.empty()) {
+        if (form_.mode == kBase64 && resume_.empty() && closing.empty()) {
             return text::base64::encode_whole(text, begin_);
         }
         std::array<char, MIM_ENCODED_SIZE + 2 * CCS_ESCAPE_SIZE> raw;  // NOLINT(*-member-init)
         text::Writer writer{raw.data(), raw.size()};
-        writer.append(resume);
+        writer.append(resume_);
         writer.append(text);
         writer.append(closing);
         writer.finish();
         return encode(raw.data());
     }
 
-    // What leads back to where the word was cut.
-    [[nodiscard]] Escape resume_next() const {
-        Escape resume;
+    // Notes what leads back to where the word was cut.
+    void note_resume() const {
+        sequence.resume.clear();
         if (is_closed() && last_.resume > 0) {
             std::array<char, CCS_ESCAPE_SIZE> escape{};
             ccs_Get1CfgEsc(last_.resume, CCS_CONFIGURED, escape.data(), 0);
-            resume.set(escape.data());
+            sequence.resume.set(escape.data());
         }
-        return resume;
     }
 
   private:
@@ -305,7 +304,7 @@ class Word {
     static constexpr int kGroupCharacters = text::base64::kGroupCharacters;
 
     [[nodiscard]] bool is_closed() const { return is_cut_ && last_.is_closed; }
-    [[nodiscard]] bool is_at_start() const { return taken_ == 0 && resume_.length == 0; }
+    [[nodiscard]] bool is_at_start() const { return taken_ == 0 && resume_.empty(); }
 
     // The encoder never lets a line begin with these as they stand.
     static bool needs_code_at_start(char c) { return c == '.' || c == '-'; }
@@ -332,7 +331,7 @@ class Word {
         const char *const begin = text_.data() + taken_;
         const char *const end = begin + (text_.size() - taken_);
         const int limit = limit_ - placeholder_weight_ - closing_weight_;
-        if (taken_ == 0 && (resume_.length > 0 || needs_code_at_start(*begin))) {
+        if (taken_ == 0 && (!resume_.empty() || needs_code_at_start(*begin))) {
             return false;
         }
         const char *place = begin;
@@ -376,7 +375,7 @@ class Word {
             return;
         }
         if (place_ == begin_) {
-            for (const char c : resume_.view()) {
+            for (const char c : resume_) {
                 place_ = codes_.write(c, place_);
             }
         }
@@ -411,7 +410,7 @@ class Word {
     const Codes &codes_;
     Tails tails_;
     bool needs_first_;
-    Escape resume_;
+    std::string_view resume_;
     char *begin_;
     char *place_;
     int limit_;
@@ -443,7 +442,8 @@ char *write_prefix(std::string_view name, char mode, char *place) {
 }
 
 void start_sequence(const Value &value) {
-    sequence = {};
+    sequence.to_ascii.clear();
+    sequence.resume.clear();
     if ((value.flags & CCS_FLAG_ESCAPES) != 0) {
         int length = 0;
         const char *escape = ccs_GetConfAsciiEscs(&value.charset, CCS_CONFIGURED, &length);
@@ -477,7 +477,7 @@ const char *write_word(const Value &value, const Form &form, int max_length, con
         *out = '\0';
     }
     if (word.taken() > 0 || is_whole) {
-        sequence.resume = word.resume_next();
+        word.note_resume();
     }
     return is_whole ? nullptr : value.text.data() + word.taken();
 }
