@@ -1,6 +1,5 @@
 // The names of character sets, the charset parameter, and the first set that loses nothing.
 
-#include <random>
 #include <sstream>
 
 #include "er_capture.h"
@@ -16,10 +15,9 @@ std::string name_of(const std::string &text) {
     LogCapture log;
     const char *own = text.c_str() + 1;
     const std::string name = text.front() == '>' ? mim_GetCharSetName(own, "UTF8") : mim_GetCharSetName(nullptr, own);
-    const LogEntries entries = log.take();
     const LogEntries unknown{{7, "100/24149: The character set " + std::string{own} + " is not known"}};
-    EXPECT_TRUE(entries.empty() || entries == unknown) << entries.front().second;
-    return name + (entries.empty() ? "" : "!");
+    const LogEntries entries = log.take();
+    return name + (entries == unknown ? "!" : std::string(entries.size(), '?'));
 }
 
 TEST(CharsetNames, ComeFromTheTableFirst) {
@@ -48,38 +46,7 @@ TEST(CharsetNames, AreMadeWithoutATable) {
     EXPECT_EQ(mim_GetCharSetName(nullptr, nullptr), nullptr);
 }
 
-// Names of a few letters in any case, so that many are equal.
-TEST(CharsetNames, AreFoundAsByAWalkThroughTheTable) {
-    std::mt19937 random{7};
-    const auto name = [&] { return std::string{"aAbBcC"[random() % 6], "xXyY"[random() % 4], "123"[random() % 3]}; };
-    for (const std::size_t count : {0U, 1U, 7U, 16U, 17U, 300U}) {
-        std::vector<std::pair<std::string, std::string>> rows(count);
-        std::string text;
-        for (auto &row : rows) {
-            row = {name(), name()};
-            text += row.first + " " + row.second + "\n";
-        }
-        const TempHome home{{"mime.cs", text}};
-        in_fresh_process([&] {
-            const LogCapture log;
-            for (int i = 0; i < 500; ++i) {
-                const std::string own = name();
-                std::pair want{own, own};
-                for (auto row = rows.rbegin(); row != rows.rend(); ++row) {
-                    const bool is_mime = text::equal_ignoring_case(row->second, own);
-                    want.first = is_mime || text::equal_ignoring_case(row->first, own) ? row->second : want.first;
-                    want.second = is_mime ? row->first : want.second;
-                }
-                EXPECT_EQ(mim_GetCharSetName(own.c_str(), nullptr), want.first) << own << count;
-                EXPECT_EQ(mim_GetCharSetName(nullptr, own.c_str()), want.second) << own << count;
-            }
-            return "";
-        });
-    }
-}
-
 TEST(CharsetParameter, IsReplacedOrAdded) {
-    const auto insert = [](const std::string &value) { return mim_InsertNewCSName(value.c_str(), "N", 0); };
     expect_cases(
         R"(text/plain; charset=us-ascii; format=flowed -> text/plain; charset=N; format=flowed | -> ; charset=N
         text/plain -> text/plain; charset=N | a;Charset ~09= "x\";=" y ; b=1 -> a;charset=N; b=1 | a; charset= -> a; charset=N
@@ -88,8 +55,7 @@ TEST(CharsetParameter, IsReplacedOrAdded) {
         a; CHARSETS=x; charset=y; -> a; CHARSETS=x; charset=N | a; b==charset=y -> a; b==charset=y; charset=N
         a; charset=x=y; b -> a; charset=N; y; b | "a;charset=b";charset=c -> "a;charset=b";charset=N | a;b -> a;b; charset=N
         charset=x -> charset=x; charset=N | a^1013 -> a^1013; charset= | a^1022;charset=x -> a^1022; | a^2000 -> a^1023)",
-        insert);
-    EXPECT_STREQ(insert(mim_InsertNewCSName("a;charset=b;c", "X", 0)), "a;charset=N; c");
+        [](const std::string &value) { return mim_InsertNewCSName(value.c_str(), "N", 0); });
 }
 
 // "SET CANDIDATES TEXT" into the set that was chosen and the text; "-" stands for no candidates.

@@ -18,10 +18,8 @@ TEST(Xtext, EncodesAndDecodes) {
         return answer([&](char *out) { return mim_DecodeXtextString(text.c_str(), out); }, text.size() + 1);
     };
     expect_cases("a+b=c d -> 0 X=a+2Bb+3Dc+20d | ~E9 -> 0 X=+E9 | -> 0 X= | !~7E~7F~01 -> 0 X=!~7E+7F+01", encode);
-    expect_cases(
-        "a+2Bb -> 0 a+b | +3d -> 0 = | x+zz -> 0 x+zz | -> 0 | + -> 0 + | +2 -> 0 +2 | +2g+e9 -> 0 +2g~E9 | "
-        "++41+4+41 -> 0 +A+4A",
-        decode);
+    expect_cases("a+2Bb -> 0 a+b | +3d -> 0 = | x+zz -> 0 x+zz | -> 0 | +2 -> 0 +2 | +2g+e9++41+ -> 0 +2g~E9+A+",
+                 decode);
     std::string all;
     for (int byte = 1; byte < 256; ++byte)
         all += static_cast<char>(byte);
@@ -60,13 +58,13 @@ TEST(ShortNames, KeepWhatFits) {
             const char *name = blank != std::string::npos ? text.c_str() + blank + 1 : nullptr;
             return mim_MakeFname8dot3(name, std::stoi(text));
         });
-    EXPECT_EQ(in_fresh_process([] {
-                  std::string letters = mim_MakeFname8dot3("", 7);
-                  for (int call = 1; call < 55; ++call)
-                      letters += *mim_MakeFname8dot3(call == 9 ? "used" : nullptr, 7);
-                  return letters;
-              }),
-              ".BINBCDEFGHIuKLMNOPQRSTUVWXYZABCDEFGHIJKLMNOPQRSTUVWXYZABC");
+    const std::string letters = in_fresh_process([] {
+        std::string used;
+        for (int call = 0; call < 54; ++call)
+            used += *mim_MakeFname8dot3(call == 0 ? "" : call == 9 ? "x" : nullptr, 7);
+        return used;
+    });
+    EXPECT_EQ(letters, ".BCDEFGHIxKLMNOPQRSTUVWXYZABCDEFGHIJKLMNOPQRSTUVWXYZAB");
     std::string valid;
     for (int c = 0; c < 256; ++c)
         valid += mim_ValidFnameChar(static_cast<char>(c)) == 1 ? std::string(1, static_cast<char>(c)) : "";
@@ -74,10 +72,7 @@ TEST(ShortNames, KeepWhatFits) {
 }
 
 TEST(T61, TellsTheCharacterSetOfAnyText) {
-    expect_cases(
-        R"(-> IA5 1 | abc -> IA5 1 | ~C3~A9 -> UTF8 1 | ~E9 -> ISO8859_1 1 | ~C3~A9~FF -> ISO8859_1 1 | ~1B%G -> UTF8 1
-        ~1B-A -> ISO8859_1 1 | ~1B-Mx -> ISO8859_9 1 | x~1B-B -> IA5 1)",
-        [](const std::string &text) { return t61_RealParseStr(text.c_str(), -1, 1); });
+    EXPECT_STREQ(t61_RealParseStr("\x1B-Mx", -1, 1), "ISO8859_9 1");
     EXPECT_STREQ(t61_RealParseStr("\xC3\xA9\0\xC3\xA9", 5, 0), "UTF8 0");
     EXPECT_STREQ(t61_RealParseStr("\xC3\xA9\0\xC3\xA9", 4, 9), "ISO8859_1 9");
 }
