@@ -82,6 +82,11 @@ struct Row {
 
     [[nodiscard]] bool is_wildcard() const { return type.view() == kAny || subtype.view() == kAny; }
 
+    [[nodiscard]] std::size_t count_extensions() const {
+        return static_cast<std::size_t>(std::count_if(extensions.begin(), extensions.end(),
+                                                      [](const auto &own) { return !own.empty(); }));
+    }
+
     [[nodiscard]] bool has_extension(std::string_view extension) const {
         return std::any_of(extensions.begin(), extensions.end(),
                            [extension](const auto &own) { return own.is(extension); });
@@ -159,9 +164,16 @@ struct Table {
     }
 
     void make_indexes() {
+        std::size_t extensions = 0;
+        std::size_t wildcard_extensions = 0;
+        for (std::uint32_t i = 0; i < rows.size(); ++i) {
+            const std::size_t count = rows[i].count_extensions();
+            extensions += count;
+            wildcard_extensions += rows[i].is_wildcard() ? count : 0;
+        }
         by_number_.reserve(rows.size());
-        by_extension_.reserve(kExtensions * rows.size());
-        by_content_.reserve((1 + kExtensions) * rows.size());
+        by_extension_.reserve(extensions);
+        by_content_.reserve(rows.size() + wildcard_extensions);
         for (std::uint32_t i = 0; i < rows.size(); ++i) {
             index_row(i);
         }
