@@ -34,6 +34,7 @@ void add_map(CLI::App &parent, std::vector<Command> &commands);
 void add_msgid(CLI::App &parent, std::vector<Command> &commands);
 void add_date(CLI::App &parent, std::vector<Command> &commands);
 void add_body(CLI::App &parent, std::vector<Command> &commands);
+void add_word(CLI::App &parent, std::vector<Command> &commands);
 void add_xtext(CLI::App &parent, std::vector<Command> &commands);
 void add_charset(CLI::App &parent, std::vector<Command> &commands);
 void add_type(CLI::App &parent, std::vector<Command> &commands);

@@ -86,6 +86,7 @@ void run(int argc, char **argv, Session &session) {
     add_msgid(app, commands);
     add_date(app, commands);
     add_body(app, commands);
+    add_word(app, commands);
     add_xtext(app, commands);
     add_charset(app, commands);
     add_type(app, commands);
