@@ -351,12 +351,71 @@ const ccs_charset *find_in_index(std::string_view name) {
     return row < 0 ? nullptr : &kCharsets[static_cast<std::size_t>(row)];
 }
 
+// ---- Usual spellings ----
+
+// Nearly all names that are looked up are the server's and MIME's own, as they stand or in lower case. Those
+// are found first, without a look at each character.
+struct Spelling {
+    std::array<char, CCS_NAME_SIZE> text{};
+    std::size_t length = 0;
+    std::int16_t row = -1;  // empty
+
+    [[nodiscard]] constexpr std::string_view view() const { return {text.data(), length}; }
+};
+
+constexpr std::size_t kSpellings = 1024;
+using Spellings = std::array<Spelling, kSpellings>;
+
+// The place of a name, which is not empty, or the empty one where it would stand.
+template <typename Slots>
+constexpr auto &spelling_of(Slots &spellings, std::string_view name) {
+    const auto code = [name](std::size_t place) {
+        return std::size_t{static_cast<unsigned char>(name[place])};
+    };
+    const std::size_t last = name.size() - 1;
+    std::size_t place = 7 * code(0) + 13 * code(name.size() / 2) + 67 * code(last - (last > 0 ? 1 : 0)) +
+                        31 * code(last) + 101 * name.size();
+    while (spellings[place %= kSpellings].row >= 0 && spellings[place].view() != name) {
+        ++place;
+    }
+    return spellings[place];
+}
+
+consteval Spellings build_spellings() {
+    Spellings spellings;
+    for (std::size_t row = 0; row < kCharsets.size(); ++row) {
+        for (const std::string_view name : {kCharsets[row].name, kCharsets[row].mime_name}) {
+            Spelling spelling{{}, name.size(), static_cast<std::int16_t>(row)};
+            name.copy(spelling.text.data(), name.size());
+            spelling_of(spellings, spelling.view()) = spelling;
+            for (char &c : spelling.text) {
+                c = text::kUpperCase.contains(c) ? static_cast<char>(c - 'A' + 'a') : c;
+            }
+            spelling_of(spellings, spelling.view()) = spelling;
+        }
+    }
+    return spellings;
+}
+
+constexpr Spellings kUsualSpellings = build_spellings();
+
+const ccs_charset *find_spelling(std::string_view name) {
+    if (name.empty()) {
+        return nullptr;
+    }
+    const std::int16_t row = spelling_of(kUsualSpellings, name).row;
+    return row < 0 ? nullptr : &kCharsets[static_cast<std::size_t>(row)];
+}
+
 // The server's names for sets that it has no name of its own for.
 constexpr std::string_view kMimePrefix = "MIME-";
 
 }  // namespace
 
 const ccs_charset *kv::find_charset(std::string_view name) {
+    if (const ccs_charset *charset = find_spelling(name)) {
+        return charset;
+    }
     if (const ccs_charset *charset = find_in_index(name)) {
         return charset;
     }

@@ -35,13 +35,14 @@ namespace {
 
 constexpr std::size_t kCachedConverters = 16;
 constexpr std::size_t kMaxCharacterLength = 4;  // bytes of a character in any set of the table
-constexpr std::size_t kMinOutputSize = 64;
+constexpr std::size_t kMinOutputSize = 512;
 // What is converted at once behind a loss, twice as much each time that all goes well: iconv reads all it is
 // given before it tells where it stopped, so that losses in a long text would cost the square of its length.
 constexpr std::size_t kSliceAfterLoss = 16;
 static_assert(kSliceAfterLoss > kMaxCharacterLength);
 constexpr std::size_t kMaxOutputSize = std::numeric_limits<std::int32_t>::max();
 constexpr std::string_view kReplacement = "?";
+constexpr std::size_t kShortText = 128;
 constexpr std::size_t kKeptResult = std::size_t{64} * 1024;  // a larger block goes at the next conversion
 constexpr std::size_t kMaxPlainName = 40;                    // characters of a name outside the table
 constexpr std::size_t kOutsideSets = 8;
@@ -92,6 +93,12 @@ class Output {
         }
         place_ = std::copy(text.begin(), text.end(), place_);
         room_ -= text.size();
+    }
+
+    // Takes what was put at the place.
+    void put(std::size_t length) {
+        place_ += length;
+        room_ -= length;
     }
 
     [[nodiscard]] std::size_t length() const { return static_cast<std::size_t>(place_ - block_.bytes.get()); }
@@ -366,7 +373,7 @@ bool switches_state(const ccs_charset &row) {
 
 // ---- Conversion without a converter ----
 
-// What the bytes above 127 of a set of single bytes are in UTF-8.
+// What the bytes of a set of single bytes, in which ASCII stands at its places, are in UTF-8.
 class ByteTable {
   public:
     static constexpr std::size_t kMaxLength = 3;
@@ -378,23 +385,25 @@ class ByteTable {
         return table.is_learnt_ ? &table : nullptr;
     }
 
-    // The text of a byte, empty when the set does not have it.
-    [[nodiscard]] std::string_view operator[](char byte) const {
-        const Text &text = texts_[static_cast<unsigned char>(byte) & kHalf];
-        return {text.bytes.data(), text.length};
-    }
-
-  private:
-    static constexpr std::size_t kHalf = 0x7F;
+    // What a byte is; nothing when the set does not have it.
     struct Text {
         std::array<char, kMaxLength> bytes;
         std::uint8_t length;
     };
+    [[nodiscard]] const Text &text_of(char byte) const { return texts_[static_cast<unsigned char>(byte)]; }
+    [[nodiscard]] std::string_view operator[](char byte) const {
+        const Text &text = text_of(byte);
+        return {text.bytes.data(), text.length};
+    }
 
+  private:
     void learn(const Set &set) {
+        for (std::size_t i = 0; i <= kMaxAscii; ++i) {
+            texts_[i] = {{static_cast<char>(i)}, 1};
+        }
         Converter converter{set, unicode()};
-        for (std::size_t i = 0; i <= kHalf && converter.is_open(); ++i) {
-            const char byte = static_cast<char>(i | (kHalf + 1));
+        for (std::size_t i = kMaxAscii + 1; i < texts_.size() && converter.is_open(); ++i) {
+            const char byte = static_cast<char>(i);
             std::string_view text{&byte, 1};
             char *place = texts_[i].bytes.data();
             std::size_t room = kMaxLength;
@@ -411,13 +420,34 @@ class ByteTable {
     static std::array<ByteTable, kv::kMaxCharsets + 1> tables;  // by the set's number
 
     std::once_flag once_;
-    std::array<Text, kHalf + 1> texts_{};
+    std::array<Text, text::kByteCount> texts_{};
     bool is_learnt_ = false;
 };
 std::array<ByteTable, kv::kMaxCharsets + 1> ByteTable::tables;
 
-// Appends the text of single bytes in UTF-8; false when there is a byte that the set does not have.
+static_assert(kShortText * ByteTable::kMaxLength < kMinOutputSize);
+
+// Appends a short text of single bytes, for which there is room whatever it holds, in UTF-8, without a branch
+// on what a byte is; false when there is one that the set does not have.
+bool append_short_by_table(std::string_view text, const ByteTable &table, Output &output) {
+    char *const begin = output.place();
+    char *place = begin;
+    bool is_whole = true;
+    for (const char c : text) {
+        const ByteTable::Text &character = table.text_of(c);
+        std::memcpy(place, &character, sizeof character);  // its length is overwritten
+        place += character.length;
+        is_whole = is_whole && character.length != 0;
+    }
+    output.put(static_cast<std::size_t>(place - begin));
+    return is_whole;
+}
+
+// The same for any text.
 bool append_by_table(std::string_view text, const ByteTable &table, Output &output) {
+    if (text.size() <= kShortText && output.room() >= text.size() * ByteTable::kMaxLength) {
+        return append_short_by_table(text, table, output);
+    }
     while (!text.empty()) {
         const std::size_t ascii = text::ascii_length<false>(text);
         output.append(text.substr(0, ascii));

@@ -57,12 +57,21 @@ void end_at(dstring *string, std::size_t length) {
     }
 }
 
-// Puts `bytes`, which may lie in the string, behind its first `kept` bytes, and ends it there.
-void put(dstring *string, std::size_t kept, std::string_view bytes) {
+[[gnu::noinline]] void put_in_larger_block(dstring *string, std::size_t kept, std::string_view bytes) {
     const std::size_t length = kept + bytes.size();
     const kv::HeapText old = make_room(string, length, kept);
-    std::memmove(string->data + kept, bytes.data(), bytes.size());
+    std::memcpy(string->data + kept, bytes.data(), bytes.size());
     end_at(string, length);
+}
+
+// Puts `bytes`, which may lie in the string, behind its first `kept` bytes, and ends it there.
+void put(dstring *string, std::size_t kept, std::string_view bytes) {
+    if (kept + bytes.size() >= static_cast<std::size_t>(string->capacity)) {
+        put_in_larger_block(string, kept, bytes);
+        return;
+    }
+    std::memmove(string->data + kept, bytes.data(), bytes.size());
+    end_at(string, kept + bytes.size());
 }
 
 }  // namespace

@@ -30,17 +30,6 @@ constexpr auto kQCodes = [] {
 
 constexpr std::size_t kLongText = 64;  // from where on the fast decoder is worth it
 
-// Decodes the whole groups that `text` begins with. A group's bytes are fewer than its characters, so that
-// the fast decoder, kept kSlack away from the text's end, stays within the buffers.
-std::size_t decode_groups(std::string_view text, unsigned char *out) {
-    std::size_t done = 0;
-    if (text.size() >= kLongText) {
-        done = text::base64::decoder()(text.data(), text.size() - text::base64::kSlack, out);
-    }
-    return done + text::base64::decode_plain(text.data() + done, text.size() - done,
-                                             out + done / kGroupCharacters * kGroupBytes);
-}
-
 // Base64 text, decoded group by group.
 class Base64Decoder {
   public:
@@ -49,7 +38,7 @@ class Base64Decoder {
     void decode(std::string_view text) {
         while (!text.empty()) {
             if (count_ == 0) {
-                const std::size_t done = decode_groups(text, end_);
+                const std::size_t done = decode_groups_(text.data(), text.size(), end_);
                 end_ += done / kGroupCharacters * kGroupBytes;
                 text.remove_prefix(done);
             }
@@ -96,6 +85,7 @@ class Base64Decoder {
     static constexpr unsigned kDigitBits = 6;
     static constexpr unsigned kByteBits = 8;
 
+    text::base64::Decode decode_groups_ = text::base64::decoder();
     unsigned char *out_;
     unsigned char *end_;
     unsigned bits_ = 0;  // of the group begun, of which there are `count_` digits

@@ -3,8 +3,6 @@
 // What looks like an encoded word and is none, or cannot be read, stays as it stands: nothing that came in a
 // header is lost. White space between two words is no text; it is held back until it is known what follows.
 
-#include <glib.h>
-
 #include <array>
 #include <bit>
 #include <cstring>
@@ -19,6 +17,7 @@
 #include "text/ascii.h"
 #include "text/encoded_word.h"
 #include "text/scan.h"
+#include "text/utf8.h"
 #include "text/writer.h"
 #include "work_string.h"
 
@@ -102,8 +101,10 @@ std::size_t decode_q(std::string_view in, char *out) {
 // The name of a character set as its service prefers it, cut to MIM_CHARSET_SIZE.
 class SetName {
   public:
+    SetName() = default;  // UTF-8
     explicit SetName(std::string_view name) {
-        if (!text::equal_ignoring_case(name, kUnicodeMimeName)) {  // the most frequent one needs no asking
+        if (name != kUnicodeMimeName &&
+            !text::equal_ignoring_case(name, kUnicodeMimeName)) {  // the most frequent one needs no asking
             text::copy_text(name, own_.data(), own_.size());
             text_ = cvc_iconvCharsetEquiv(own_.data(), 0);  // static text, or what it was given
         }
@@ -111,7 +112,8 @@ class SetName {
 
     // The name in a word, which may have a language behind it (RFC 2231, 5).
     static SetName of_word(std::string_view charset) {
-        return SetName{charset.substr(0, charset.find(kLanguageMark))};
+        return SetName{charset == kUnicodeMimeName ? charset
+                                                   : charset.substr(0, charset.find(kLanguageMark))};
     }
 
     SetName(const SetName &other) { *this = other; }
@@ -172,7 +174,7 @@ class WordBytes {
   public:
     // The bytes of a word, valid until the next. A zero byte that ends them, and is the only one, is no text.
     std::string_view decode(const EncodedWord &word) {
-        char *place = reserve(word.text.size() + 1);
+        char *place = reserve(word.text.size() + text::utf8::kSlack);
         std::size_t length = 0;
         if (word.encoding == text::WordEncoding::kBase64) {
             std::int32_t decoded = 0;
@@ -208,17 +210,21 @@ class WordBytes {
 class Decoder {
   public:
     Decoder(dstring *out, const char *charset, bool detects)
-        : out_(out),
-          detects_(detects),
-          charset_(charset),
-          current_(detects ? kAscii : charset),
-          previous_(current_) {}
+        : out_(out), detects_(detects), charset_(charset), current_(detects ? kAscii : charset) {
+        if (detects) {
+            previous_ = current_;
+        }
+    }
 
-    void decode(std::string_view value) {
+    void decode(const char *text) {
+        // Most values are plain: one search finds where theirs end.
+        const char *const mark = strchrnul(text, text::kWordBegin.front());
+        const std::string_view value{text, static_cast<std::size_t>(mark - text) + std::strlen(mark)};
         std::size_t place = 0;
+        auto search_from = static_cast<std::size_t>(mark - text);
         bool follows_word = false;
         for (;;) {
-            const auto word = text::find_encoded_word(value, place);
+            const auto word = text::find_encoded_word(value, search_from);
             const std::string_view between = value.substr(place, word ? word->begin - place : value.size());
             // White space behind a word is no text when another word follows.
             const bool is_held = follows_word && skip_white_space(between) == between.size();
@@ -235,6 +241,7 @@ class Decoder {
             place = word->end();
             append_word(word->word, value.substr(begin, place - begin));
             follows_word = true;
+            search_from = place;
         }
     }
 
@@ -328,7 +335,7 @@ class Decoder {
     // False when the bytes cannot be read.
     bool append_converted(std::string_view bytes, const SetName &set) {
         if (set.is_unicode()) {
-            if (g_utf8_validate(bytes.data(), static_cast<gssize>(bytes.size()), nullptr) == 0) {
+            if (!text::utf8::validator()(bytes)) {
                 return false;
             }
             if (current_.is_unicode()) {
@@ -351,11 +358,19 @@ class Decoder {
     bool detects_;
     const char *charset_;              // as it is given; in a set's place it may ask for all words
     SetName current_;                  // that the output is in
-    SetName previous_;                 // that it was in behind the last word
+    SetName previous_;                 // that it was in behind the last word, when the set is to be found
     std::optional<bool> holds_ascii_;  // of the current set, once that was asked
     bool seen_word_ = false;
     WordBytes bytes_;
 };
+
+void decode_value(const char *text, dstring *out, char *charset, bool detects) {
+    Decoder decoder{out, charset, detects};
+    decoder.decode(text);
+    if (detects && charset != nullptr) {
+        text::copy_text(decoder.charset().view(), charset, MIM_CHARSET_SIZE);
+    }
+}
 
 void decode_text(const char *text, char *out, char *charset) {
     if (text == nullptr) {
@@ -391,13 +406,7 @@ void convert_text(const char *text, char *out, const char *target) {
 }  // namespace
 
 void mim_2047_to_string_and_cset_dstring(const char *text, dstring *out, char *charset, int convert) {
-    mim::traced<TraceClass::kWords>(__func__, [&] {
-        Decoder decoder{out, charset, convert == 0};
-        decoder.decode(text);
-        if (convert == 0 && charset != nullptr) {
-            text::copy_text(decoder.charset().view(), charset, MIM_CHARSET_SIZE);
-        }
-    });
+    mim::traced<TraceClass::kWords>(__func__, [=] { decode_value(text, out, charset, convert == 0); });
 }
 
 void mim_DecodeMimeCharStr(const char *text, char *out, char *charset) {

@@ -20,7 +20,7 @@ inline constexpr char kPad = '=';
 inline constexpr std::size_t kGroupBytes = 3;
 inline constexpr std::size_t kGroupCharacters = 4;
 
-// What the functions may read and write behind the end of what they are given. The bytes written there are
+// What the encoders may read and write behind the end of what they are given. The bytes written there are
 // junk.
 inline constexpr std::size_t kSlack = 32;
 
@@ -45,7 +45,8 @@ inline constexpr std::size_t kLineBytes = 54;
 inline constexpr std::size_t kLineCharacters = 72;
 
 // Decodes the whole groups of four characters of the alphabet that `length` characters at `in` begin with,
-// into three bytes each at `out`. Returns how many characters they are.
+// into three bytes each at `out`. Returns how many characters they are. Nothing behind the text is read, and
+// what is written behind its bytes, of no use, lies within `length` bytes.
 using Decode = std::size_t (*)(const char *in, std::size_t length, unsigned char *out);
 
 namespace detail {
