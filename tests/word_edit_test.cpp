@@ -23,13 +23,10 @@ std::string word_of(char encoding, const std::string &text) {
 
 // One character more at a time, for a text that does not fit.
 std::string truncate_slowly(const std::string &text, int size) {
+    const auto length = [](const std::string &piece) { return static_cast<int>(piece.size()); };
     const int budget = size - 13;
-    const int n = static_cast<int>(text.size());
-    if (budget >= 3 * n) {
-        return word_of('Q', text);
-    }
-    if (budget > 4 * n / 3 + 4) {
-        return word_of('B', text);
+    if (budget >= 3 * length(text) || budget > 4 * length(text) / 3 + 4) {
+        return word_of(budget >= 3 * length(text) ? 'Q' : 'B', text);
     }
     std::vector<std::string> characters;
     for (const char c : text) {
@@ -40,22 +37,19 @@ std::string truncate_slowly(const std::string &text, int size) {
     }
     std::string taken;
     std::size_t i = 0;
-    while (static_cast<int>((taken + characters[i]).size()) <= budget / 3) {
-        taken += characters[i++];
+    for (; length(taken + characters[i]) <= budget / 3; ++i) {
+        taken += characters[i];
     }
     std::string tried = taken;
-    while (i + 1 < characters.size()) {
-        tried = taken + characters[i++];
-        if (static_cast<int>(word_of('Q', tried).size()) >= size) {
-            break;
-        }
-        taken = tried;
+    for (; i + 1 < characters.size() && tried == taken; ++i) {
+        tried = taken + characters[i];
+        taken = length(word_of('Q', tried)) < size ? tried : taken;
     }
-    if (budget <= 4 * static_cast<int>(tried.size()) / 3 + 5) {
+    if (budget <= 4 * length(tried) / 3 + 5) {
         return word_of('Q', taken);
     }
-    while (budget > 4 * static_cast<int>((tried + characters[i]).size()) / 3 + 5) {
-        tried += characters[i++];
+    for (; budget > 4 * length(tried + characters[i]) / 3 + 5; ++i) {
+        tried += characters[i];
     }
     return word_of('B', tried);
 }
