@@ -68,7 +68,10 @@ TEST(FirstLossless, IsTheFirstThatKeepsAll) {
                  [](const std::string &line) {
                      const LogCapture log;
                      std::istringstream words{line};
-                     std::string set, names, text, result;
+                     std::string set;
+                     std::string names;
+                     std::string text;
+                     std::string result;
                      words >> set >> names >> text;
                      const char *candidates = names == "-" ? nullptr : names.c_str();
                      const std::string chosen = written(CCS_NAME_SIZE, [&](char *out) {

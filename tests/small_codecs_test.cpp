@@ -21,19 +21,24 @@ TEST(Xtext, EncodesAndDecodes) {
     expect_cases("a+2Bb -> 0 a+b | +3d -> 0 = | x+zz -> 0 x+zz | -> 0 | +2 -> 0 +2 | +2g+e9++41+ -> 0 +2g~E9+A+",
                  decode);
     std::string all;
-    for (int byte = 1; byte < 256; ++byte)
+    for (int byte = 1; byte < 256; ++byte) {
         all += static_cast<char>(byte);
+    }
     EXPECT_EQ(decode(encode(all)), "0 0 X=" + all);
 }
 
 TEST(Patterns, TheFirstThatMatchesGivesItsValue) {
-    const mim_user_pattern all{nullptr, "", 9}, no_domain{&all, "ann", 8}, prefix{&no_domain, "bob*ignored", 7},
-        both{&prefix, "Jo@Example.ORG", 6}, domain{&both, "@a.example", 5};
+    const mim_user_pattern all{nullptr, "", 9};
+    const mim_user_pattern no_domain{&all, "ann", 8};
+    const mim_user_pattern prefix{&no_domain, "bob*ignored", 7};
+    const mim_user_pattern both{&prefix, "Jo@Example.ORG", 6};
+    const mim_user_pattern domain{&both, "@a.example", 5};
     expect_cases(
         R"(bobby@b -> 7 | alice@A.EXAMPLE -> 5 | carol@b -> 9 | jo@example.org -> 6 | jo@x@example.org -> 9 | jo -> 9
         ANN -> 8 | ann@b -> 8 | anna -> 9 | bo -> 9 | BOB -> 7 | @a.example -> 5 | -> 9 | x@a.example@b -> 9)",
         [&](const std::string &address) { return std::to_string(mim_catchUser(address.c_str(), &domain)); });
-    const mim_user_pattern star{nullptr, "*", INT_MIN}, at{nullptr, "@", 1};
+    const mim_user_pattern star{nullptr, "*", INT_MIN};
+    const mim_user_pattern at{nullptr, "@", 1};
     EXPECT_TRUE(mim_catchUser("x@y", &star) == INT_MIN && mim_catchUser("", &at) == 1);
     EXPECT_TRUE(mim_catchUser(nullptr, &all) == 0 && mim_catchUser("a", nullptr) == 0);
 }
@@ -60,14 +65,16 @@ TEST(ShortNames, KeepWhatFits) {
         });
     const std::string letters = in_fresh_process([] {
         std::string used;
-        for (int call = 0; call < 54; ++call)
+        for (int call = 0; call < 54; ++call) {
             used += *mim_MakeFname8dot3(call == 0 ? "" : call == 9 ? "x" : nullptr, 7);
+        }
         return used;
     });
     EXPECT_EQ(letters, ".BCDEFGHIxKLMNOPQRSTUVWXYZABCDEFGHIJKLMNOPQRSTUVWXYZAB");
     std::string valid;
-    for (int c = 0; c < 256; ++c)
-        valid += mim_ValidFnameChar(static_cast<char>(c)) == 1 ? std::string(1, static_cast<char>(c)) : "";
+    for (int c = 0; c < 256; ++c) {
+        valid.append(mim_ValidFnameChar(static_cast<char>(c)) == 1 ? 1 : 0, static_cast<char>(c));
+    }
     EXPECT_EQ(valid, "!#$%-0123456789@ABCDEFGHIJKLMNOPQRSTUVWXYZ^_abcdefghijklmnopqrstuvwxyz");
 }
 

@@ -34,7 +34,7 @@ std::string answer_to(const std::string &item) {
     const std::string bare = written(MIM_TYPE_HEADER_SIZE, [=](char *out) { mim_KVToMimeType(number, "", out); });
     std::string type = written(MIM_MIME_TYPE_SIZE, [=](char *out) { mim_getMimeType(number, out); });
     EXPECT_EQ(bare, "Content-Type: " + type);
-    if (type.starts_with("application/x-korvan-")) type.replace(0, 21, "K");
+    type = type.starts_with("application/x-korvan-") ? "K" + type.substr(21) : type;
     return type + header.substr(bare.size()) + " " + mim_getFileExt(number) + " " + mim_getEncoding(number);
 }
 
@@ -80,58 +80,63 @@ TEST(Types, AreThoseReadBeforeAFailure) {
             spy::fail_call(nth, spy::Fault::kRecoverable);
             const bool failed = failure_of([] { mim_getFileExt(1); }).has_value();
             EXPECT_EQ(!spy::end_fault().empty(), failed);
-            std::string names = failed ? " " : "-";
-            for (const int type : {1, 2, 3})
-                names += *mim_getFileExt(type);
-            return names;
+            return (failed ? " " : "-") + std::string{*mim_getFileExt(1), *mim_getFileExt(2), *mim_getFileExt(3)};
         });
     }
     EXPECT_EQ(found, " abc ... ... a.. ab. abc abc abc abc abc-abc");
 }
 
-// Both tables of few different texts, so that many lines fit; the first wins.
+// A row of both tables.
+struct Row {
+    std::string number, type, subtype, end, other_end, server, mime;
+};
+
+// Tables of few different texts, so that many rows fit; the first wins.
 TEST(Tables, AreSearchedAsByAWalkThroughThem) {
-    struct Row {
-        int number;
-        std::string type, subtype, end, other_end, server, mime;
-    };
     std::mt19937 random{11};
     const auto one_of = [&](std::string_view letters) { return std::string(1, letters[random() % letters.size()]); };
     const auto set = [&] { return one_of("aAbBcC") + one_of("123"); };
+    const auto row_of = [&](std::string_view types, std::string_view subtypes, std::string_view ends) {
+        const std::string number = std::to_string(random() % 20);
+        return Row{number, one_of(types), one_of(subtypes), one_of(ends), one_of(ends), set(), set()};
+    };
     for (std::size_t count = 0; count < 40; ++count) {
-        std::vector<Row> rows(count);
-        std::string types, sets;
-        for (Row &row : rows) {
-            const int number = static_cast<int>(random() % 20);
-            row = {number, one_of("ab*"), one_of("xyz*"), one_of("defgh"), one_of("defgh"), set(), set()};
-            types += std::to_string(number) + " b " + row.type + "/" + row.subtype + " " + row.end + " " +
-                     row.other_end + "\n";
-            sets += row.server + " " + row.mime + "\n";
+        std::vector<Row> rows;  // from the last line to the first
+        std::string types;
+        std::string sets;
+        while (rows.size() < count) {
+            const Row &row = rows.emplace_back(row_of("ab*", "xyz*", "defgh"));
+            const std::string content = row.type + "/" + row.subtype;
+            types.insert(0, row.number + " b " + content + " " + row.end + " " + row.other_end + "\n");
+            sets.insert(0, row.server + " " + row.mime + "\n");
         }
         const TempHome home{{"mime.types", types}, {"mime.cs", sets}};
         in_fresh_process([&] {
             const LogCapture log;
             for (int i = 0; i < 500; ++i) {
-                const std::string type = one_of("ab*n"), subtype = one_of("xy*n"), end = one_of("degn"), own = set();
-                const int number = static_cast<int>(random() % 21);
-                std::string by_content = "0", by_file = "#0", extension = ".bin", mime = own, server = own;
-                for (auto row = rows.rbegin(); row != rows.rend(); ++row) {
-                    const bool any_type = row->type == "*", any_subtype = row->subtype == "*";
-                    const bool same_type = row->type == type, same_subtype = row->subtype == subtype;
-                    const bool has_end = row->end == end || row->other_end == end;
+                const Row own = row_of("ab*n", "xy*n", "degn");
+                Row want{"0", "", "", ".bin", "#0", own.server, own.server};
+                for (const Row &row : rows) {
+                    const bool any_type = row.type == "*";
+                    const bool any_subtype = row.subtype == "*";
+                    const bool same_type = row.type == own.type;
+                    const bool same_subtype = row.subtype == own.subtype;
+                    const bool has_end = row.end == own.end || row.other_end == own.end;
                     const bool by_end = (any_type && (any_subtype || same_subtype)) || (same_type && any_subtype);
-                    if ((same_type && same_subtype) || (has_end && by_end)) by_content = std::to_string(row->number);
-                    if (has_end) by_file = "#" + std::to_string(row->number);
-                    if (row->number == number && !any_type && !any_subtype) extension = row->end;
-                    const bool is_mime = text::equal_ignoring_case(row->mime, own);
-                    if (is_mime || text::equal_ignoring_case(row->server, own)) mime = row->mime;
-                    if (is_mime) server = row->server;
+                    const bool is_mime = text::equal_ignoring_case(row.mime, own.server);
+                    const bool is_either = is_mime || text::equal_ignoring_case(row.server, own.server);
+                    const bool is_listed = row.number == own.number && !any_type && !any_subtype;
+                    want.number = (same_type && same_subtype) || (has_end && by_end) ? row.number : want.number;
+                    want.other_end = has_end ? "#" + row.number : want.other_end;
+                    want.end = is_listed ? row.end : want.end;
+                    want.server = is_mime ? row.server : want.server;
+                    want.mime = is_either ? row.mime : want.mime;
                 }
-                EXPECT_EQ(answer_to(type + "/" + subtype + " @ f." + end), by_content) << types;
-                EXPECT_EQ(answer_to("#f." + end), by_file) << types;
-                EXPECT_EQ(mim_getFileExt(number), extension) << number << types;
-                EXPECT_EQ(mim_GetCharSetName(own.c_str(), nullptr), mime) << own << sets;
-                EXPECT_EQ(mim_GetCharSetName(nullptr, own.c_str()), server) << own << sets;
+                EXPECT_EQ(answer_to(own.type + "/" + own.subtype + " @ f." + own.end), want.number) << types;
+                EXPECT_EQ(answer_to("#f." + own.end), want.other_end) << types;
+                EXPECT_EQ(mim_getFileExt(std::stoi(own.number)), want.end) << own.number << types;
+                EXPECT_EQ(mim_GetCharSetName(own.server.c_str(), nullptr), want.mime) << own.server << sets;
+                EXPECT_EQ(mim_GetCharSetName(nullptr, own.server.c_str()), want.server) << own.server << sets;
             }
             return "";
         });

@@ -15,7 +15,7 @@ class Tokens {
   public:
     constexpr explicit Tokens(const CharSet &delimiters, std::string_view ends = {})
         : delimiters_(~(~delimiters | CharSet{ends})),
-          token_ends_(delimiters | CharSet{ends} | CharSet{std::string_view{"", 1}}) {}
+          token_ends_(delimiters | CharSet{ends} | CharSet::range('\0', '\0')) {}
 
     // Takes the next token from `place` on. Empty at the end. It goes byte by byte: a line was only just
     // copied, and a wider load would have to wait for the copy's stores.
