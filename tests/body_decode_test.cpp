@@ -415,6 +415,8 @@ TEST(Kernels, GiveTheSameInEveryForm) {
             return form(call, in, in.size() / 4 * 3, base64::kSlack);
         };
         ASSERT_EQ(digits_of(base64::decoder()), digits_of(base64::decode_plain)) << in;
+        ASSERT_EQ(digits_of(has_avx2() ? base64::decode_avx2 : base64::decode_plain),
+                  digits_of(base64::decode_plain));
         const std::size_t count = std::min(in.size() / 4 * 3, uuencode::kMaxCount);
         const auto uudecoded = [&](uuencode::Decode decode) {
             const auto call = [&](char *from, char *to) {

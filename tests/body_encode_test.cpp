@@ -12,6 +12,8 @@
 #include "body_streams.h"
 #include "mim.h"
 #include "text/base64.h"
+#include "text/line_ends.h"
+#include "text/quoted_printable.h"
 
 namespace {
 
@@ -284,30 +286,63 @@ TEST(EncMimeData2, ObeysTheTableOfSafeCharacters) {
     std::copy(before.begin(), before.end(), safe_char);
 }
 
+std::string with_returns(std::string_view in, char previous, std::size_t room) {
+    std::string out;
+    for (const char c : in) {
+        if (out.size() < room) {
+            out += c == '\n' && previous != '\r' ? "\r\n"s : std::string{c};
+            previous = c;
+        }
+    }
+    return out;
+}
+
 // On buffers of just the size that may be touched.
 TEST(Kernels, EncodeTheSameInEveryForm) {
     using namespace text;
+    namespace qp = quoted_printable;
     std::mt19937 random{6};
-    for (std::size_t i = 0; i < 3000; ++i) {
-        std::vector<unsigned char> in(i % 300);
-        for (unsigned char &c : in) {
-            c = static_cast<unsigned char>(random() % (i % 3 == 0 ? 256 : 130));
+    const qp::Codes few = qp::make_codes([](char c) { return c == '=' || c == 'a' || c == '\x7F'; });
+    for (std::size_t i = 0; i < 6000; ++i) {
+        const std::size_t size = i % 300;
+        std::string in(size, 'a');
+        for (std::size_t left = random() % 4 * (size / 3); left > 0; --left) {
+            in[random() % size] = i % 2 == 0 ? static_cast<char>(random()) : "\r\n=?_ \xE9\x7F"[random() % 8];
         }
-        const std::size_t size = in.size();
-        in.resize(size + base64::kSlack);
-        const auto groups = [&](base64::Encode encode) {
-            std::vector<char> out(size / 3 * 4 + base64::kSlack);
-            encode(in.data(), size / 3, out.data());
-            return std::string{out.data(), size / 3 * 4};
+        const auto form = [&](const auto &call, std::size_t length, std::size_t slack) {
+            std::vector<char> from(in.begin(), in.end());
+            from.resize(size + slack);
+            std::vector<char> out(length + slack);
+            return std::string{out.data(), static_cast<std::size_t>(call(from.data(), out.data()) - out.data())};
         };
-        ASSERT_EQ(groups(base64::encoder()), groups(base64::encode_plain));
-        const auto lines = [&](base64::EncodeLines encode) {
-            const std::size_t count = size / base64::kLineBytes;
-            std::vector<char> out(count * (base64::kLineCharacters + 2) + base64::kSlack);
-            encode(in.data(), count, {{'\r', '\n'}, 2}, out.data());
-            return std::string{out.data(), count * (base64::kLineCharacters + 2)};
+        const auto digits_of = [&](base64::Encode encode) {
+            const auto call = [&](const char *from, char *out) {
+                encode(reinterpret_cast<const unsigned char *>(from), size / 3, out);
+                return out + size / 3 * 4;
+            };
+            return form(call, size / 3 * 4, base64::kEncodeSlack);
         };
-        ASSERT_EQ(lines(base64::line_encoder()), lines(base64::encode_lines_plain));
+        ASSERT_EQ(digits_of(base64::encoder()), digits_of(base64::encode_plain));
+        ASSERT_EQ(digits_of(has_avx2() ? base64::encode_avx2 : base64::encode_plain),
+                  digits_of(base64::encode_plain));
+        for (const qp::Codes *codes : {&qp::kBodyCodes, &qp::kStrictCodes, &few}) {
+            const auto quoted = [&](qp::Encode encode) {
+                const auto call = [&](const char *from, char *out) { return encode(*codes, {from, size}, out); };
+                return form(call, size * 3, qp::kSlack);
+            };
+            ASSERT_EQ(quoted(qp::encoder(*codes)), quoted(qp::encode_plain)) << in;
+            ASSERT_EQ(quoted(has_avx2() ? qp::encode_avx2 : qp::encode_plain), quoted(qp::encode_plain)) << in;
+        }
+        if (const AddReturns add_returns = return_adder(); add_returns != nullptr) {
+            const char previous = i % 5 == 0 ? '\r' : '\n';
+            const std::size_t room = 1 + random() % (size * 2 + 1);
+            const auto call = [&](const char *from, char *out) {
+                const auto [next, end, feeds] = add_returns(from, from + size, previous, out, out + room);
+                EXPECT_EQ(feeds, static_cast<std::size_t>(std::count(from, next, '\n')));
+                return end;
+            };
+            ASSERT_EQ(form(call, room + 1, kLineEndSlack), with_returns(in, previous, room)) << in;
+        }
     }
 }
 

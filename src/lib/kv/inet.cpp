@@ -20,11 +20,8 @@ using text::base64::kGroupCharacters;
 
 constexpr char kBlankInQ = '_';
 
-constexpr auto kQCodes = [] {
-    auto codes = text::quoted_printable::make_codes([](char c) { return text::kStandsInWord.contains(c); });
-    codes[' '] = {{kBlankInQ, '\0', '\0', '\0'}, 1};
-    return codes;
-}();
+constexpr auto kQCodes = text::quoted_printable::with_blank_as(
+    kBlankInQ, text::quoted_printable::make_codes([](char c) { return text::kStandsInWord.contains(c); }));
 
 // ---- Base64 ----
 
@@ -110,7 +107,7 @@ int inet_is2047Encoded(const char *value) {
 void inet_text2Q(const char *bytes, int32_t length, char *out) {
     for (const char c : view_of(bytes, length)) {
         // Four characters at most come of each byte, one of them behind its code.
-        const auto &code = kQCodes[static_cast<unsigned char>(c)];
+        const auto &code = kQCodes[c];
         std::memcpy(out, code.text.data(), code.text.size());
         out += code.length;
     }

@@ -3,7 +3,8 @@
 //
 // One engine serves descriptors, block by block in fixed memory, and single texts. An encoding goes over the
 // input byte by byte in principle: after each step the output is looked at, and sent off when it is nearly
-// full. In fact it takes a run at once wherever no step of the run could have made a difference.
+// full. In fact quoted-printable and base64 first turn a block into the characters that it becomes, and then
+// copy those to the output a line at a time, or as far as no step could have made a difference.
 
 #include <algorithm>
 #include <array>
@@ -17,6 +18,7 @@
 #include "mim.h"
 #include "text/ascii.h"
 #include "text/base64.h"
+#include "text/line_ends.h"
 #include "text/quoted_printable.h"
 #include "text/scan.h"
 
@@ -29,8 +31,10 @@ constexpr std::size_t kBlockSize = 1023;  // of input; whole groups of base64
 constexpr std::size_t kFileLimit = 1024;  // of output: a block, or what the caller's buffer holds
 constexpr std::size_t kTextLimit = MIM_ENCODED_SIZE;
 constexpr std::size_t kReserve = 8;  // the output is full when less than this is left
-constexpr std::size_t kSlack =
-    std::max(text::base64::kSlack, text::quoted_printable::kSlack);  // behind each block
+constexpr std::size_t kPiece = 80;   // characters that are copied at once: most lines are shorter
+static_assert(kPiece % text::base64::kGroupCharacters == 0);
+constexpr std::size_t kSlack = std::max({text::base64::kEncodeSlack, text::quoted_printable::kSlack,
+                                         text::kLineEndSlack, kPiece});  // behind each block
 
 // ---- Output ----
 
@@ -52,22 +56,34 @@ class Output {
     [[nodiscard]] bool is_empty() const { return end_ == begin_; }
     [[nodiscard]] bool is_file() const { return is_file_; }
 
-    // How many bytes fit before it is full.
-    [[nodiscard]] std::size_t room() const {
-        return end_ < full_ ? static_cast<std::size_t>(full_ - end_) : 0;
+    // How many bytes fit at `place` before it is full.
+    [[nodiscard]] std::size_t room(const char *place) const {
+        return place < full_ ? static_cast<std::size_t>(full_ - place) : 0;
     }
 
-    void append(char c) { *end_++ = c; }
-
-    void end_line(LineEnd end) {
-        end_ = end.write(end_);
-        ++lines_;
+    // Copies `count` bytes, at most kPiece, to `place`. In a file's block, junk may follow them, and `from`
+    // has kSlack readable bytes behind it: that is copied in one size.
+    void copy(const char *from, std::size_t count, char *place) const {
+        if (is_file_) {
+            std::memcpy(place, from, kPiece);
+        } else {
+            std::memcpy(place, from, count);
+        }
     }
 
     void count_lines(std::size_t count) { lines_ += static_cast<unsigned>(count); }
 
-    // Looks at the output after a step; false when encoding must end.
-    [[nodiscard]] bool step() { return end_ < full_ || (is_file_ && send()); }
+    // Looks at the output after a step that ended at `place`, which moves to the begin when the block is sent
+    // off. False when encoding must end.
+    [[nodiscard]] bool look(char *&place) {
+        if (place < full_) {
+            return true;
+        }
+        end_ = place;
+        const bool goes_on = is_file_ && send();
+        place = end_;
+        return goes_on;
+    }
 
     // Sends off the block; false when it could not be written.
     bool send() {
@@ -105,11 +121,9 @@ constexpr std::size_t kUnderscore = '_';
 
 constexpr std::size_t kLastColumn = 71;  // a line that is longer gets a soft line break
 
-constexpr qp::Codes kHeaderCodes = [] {
-    qp::Codes codes = qp::kStrictCodes;
-    codes[' '] = {{'_', '\0', '\0', '\0'}, 1};
-    return codes;
-}();
+constexpr char kBlankInHeaders = '_';
+
+constexpr qp::Codes kHeaderCodes = qp::with_blank_as(kBlankInHeaders, qp::kStrictCodes);
 
 // What each byte becomes, as the table that everybody may change says at the start of the call. Its usual
 // states are told from any other, for which there are faster ways.
@@ -121,9 +135,9 @@ class ByteCodes {
         } else if (agrees_with(qp::kBodyCodes)) {  // never in header mode
             codes_ = &qp::kBodyCodes;
         } else {
-            own_codes_ = qp::make_codes([](char c) { return stands(c); });
+            own_codes_ = qp::make_codes(stands);
             if (header_mode) {
-                own_codes_[' '] = kHeaderCodes[' '];
+                own_codes_ = qp::with_blank_as(kBlankInHeaders, own_codes_);
             }
             codes_ = &own_codes_;
         }
@@ -135,11 +149,12 @@ class ByteCodes {
     [[nodiscard]] const qp::Codes &get() const { return *codes_; }
 
   private:
-    static bool stands(char c) { return safe_char[static_cast<unsigned char>(c)] != 0; }
+    // A line feed is a line end whatever its entry says.
+    static bool stands(char c) { return c == '\n' || safe_char[static_cast<unsigned char>(c)] != 0; }
 
     static bool agrees_with(const qp::Codes &codes) {
-        for (std::size_t byte = 0; byte < codes.size(); ++byte) {
-            if ((safe_char[byte] != 0) != (codes[byte].length == 1)) {
+        for (std::size_t byte = 0; byte < codes.of_byte.size(); ++byte) {
+            if (stands(static_cast<char>(byte)) != (codes.of_byte[byte].length == 1)) {
                 return false;
             }
         }
@@ -152,41 +167,36 @@ class ByteCodes {
 
 class QuotedPrintable {
   public:
+    // NOLINTNEXTLINE(*-member-init): the text is filled by encode
     QuotedPrintable(Output &out, bool header_mode, bool crlf, bool fold)
         : out_(out),
           codes_(header_mode),
-          encode_(out.is_file() ? qp::encoder(codes_.get()) : qp::encode_plain),
+          encode_(qp::encoder(codes_.get())),
           end_(line_end(crlf)),
-          header_mode_(header_mode),
+          blank_(header_mode ? kBlankInHeaders : ' '),
           crlf_(crlf),
-          fold_(fold) {}
+          line_limit_(fold ? kLastColumn + 1 : UINT64_MAX) {
+        text_.front() = '\0';
+        // A "=" that stands would be taken for an escape, and a blank that does not is not seen in the text.
+        if (codes_.get()['='].length == 1 || codes_.get()[' '].length != 1) {
+            piece_size_ = 1;
+        }
+    }
 
-    // Encodes a block; false when encoding must end.
-    //
-    // Only where the line may get a soft line break or the output may be full need anything be looked at
-    // after a step: that place is watched, and the bytes up to it are taken together.
-    [[nodiscard]] bool encode(std::string_view block, bool /*padded*/) {
-        const char *in = block.data();
-        const char *const end = in + block.size();
-        char *place = out_.place();
-        begin_line(place, column_);
-        while (in < end) {
-            if (*in == '\n') {
-                place = end_hard_line(place);
-                ++in;
-            } else if (place == line_start_ && (*in == '-' || *in == '.')) {
-                place = write(qp::encoded(*in++), place);
-            } else {
-                const qp::Progress progress = encode_(codes_.get(), in, end, place, watched_);
-                in = progress.in;
-                place = progress.out;
-            }
-            if (place >= watched_ && !look_at(place, in, end)) {
+    // Encodes a block, behind which kSlack bytes can be read; `following` is the byte that comes after it, if
+    // that is to be known. False when encoding must end.
+    [[nodiscard]] bool encode(std::string_view block, char following) {
+        while (!block.empty()) {
+            const std::string_view piece = block.substr(0, piece_size_);
+            block.remove_prefix(piece.size());
+            char *const begin = text_.data() + 1;
+            char *const end = encode_(codes_.get(), piece, begin);
+            *end = block.empty() ? following : block.front();
+            line_feeds_.find<'\n'>({begin, end});
+            if (!put_lines(begin, end, piece.back() == ' ')) {
                 return false;
             }
         }
-        out_.set_place(place);
-        column_ = column_at(place);
         return true;
     }
 
@@ -198,30 +208,70 @@ class QuotedPrintable {
         return place + code.length;
     }
 
-    // The line begins at `place`, or has `column` characters before it.
-    void begin_line(char *place, std::size_t column) {
-        mark_ = place;
-        mark_column_ = column;
-        line_start_ = column == 0 ? place : nullptr;
-        watched_ = out_.full();
-        if (const auto left = static_cast<std::ptrdiff_t>(kLastColumn + 1 - column);
-            fold_ && left < watched_ - place) {
-            watched_ = place + left;
+    // Puts out the text up to `end`, where the byte stands that comes next. False when encoding must end.
+    [[nodiscard]] bool put_lines(const char *const begin, const char *const end, bool ends_in_blank) {
+        const char *next = begin;
+        char *place = out_.place();
+        std::uint64_t column = column_;
+        while (next < end) {
+            if (column == 0 && (*next == '-' || *next == '.')) {
+                place = write(qp::encoded(*next++), place);
+                column = qp::kEncodedLength;
+            } else {
+                const std::size_t length = line_feeds_.next() - static_cast<std::size_t>(next - begin);
+                const std::size_t count =
+                    whole_codes(next, end, std::min<std::uint64_t>(line_limit_ - column, out_.room(place)));
+                if (length < count) {
+                    out_.copy(next, length, place);
+                    place = end_hard_line(place + length, column + length);
+                    next += length + 1;
+                    column = 0;
+                    line_feeds_.pass();
+                } else {
+                    out_.copy(next, count, place);
+                    next += count;
+                    place += count;
+                    column += count;
+                    if (column >= line_limit_) {
+                        *place++ = '=';
+                        place = end_.write(place);
+                        out_.count_lines(1);
+                        column = 0;
+                    }
+                }
+            }
+            // A blank waits for the line end behind it.
+            const auto waits = [&] {
+                return *next == '\n' && (next < end ? next[-1] == blank_ : ends_in_blank);
+            };
+            if (place >= out_.full() && !waits() && !out_.look(place)) {
+                return false;
+            }
         }
+        out_.set_place(place);
+        column_ = column;
+        return true;
     }
 
-    [[nodiscard]] std::size_t column_at(const char *place) const {
-        return mark_column_ + static_cast<std::size_t>(place - mark_);
+    // The least number of characters, `at_least` so many, that does not end within an escape; but at least
+    // one, and not too many.
+    static std::size_t whole_codes(const char *next, const char *end, std::uint64_t at_least) {
+        constexpr std::size_t kRest = qp::kEncodedLength - 1;
+        const auto wanted = static_cast<std::size_t>(std::clamp<std::uint64_t>(at_least, 1, kPiece - kRest));
+        if (const auto left = static_cast<std::size_t>(end - next); left <= wanted) {
+            return left;
+        }
+        const char *const last = next + wanted - 1;
+        return wanted + (last[0] == '=' ? kRest : 0U) + (last[-1] == '=' ? kRest - 1 : 0U);
     }
 
     // A blank before the line end would be lost on the way. Only a blank that stands as it is ends in one; in
     // header mode only a blank ends in "_".
-    char *end_hard_line(char *place) {
+    char *end_hard_line(char *place, std::uint64_t column) {
         if (place == out_.begin()) {
             place = end_.write(place);
         } else {
-            if (column_at(place) > 0 &&
-                (place[-1] == ' ' || place[-1] == '\t' || (header_mode_ && place[-1] == '_'))) {
+            if (column > 0 && (place[-1] == blank_ || place[-1] == '\t')) {
                 place = write(qp::encoded(place[-1] == '\t' ? '\t' : ' '), place - 1);
             }
             if (crlf_ && place[-1] != '\r') {
@@ -230,49 +280,21 @@ class QuotedPrintable {
             *place++ = '\n';
         }
         out_.count_lines(1);
-        begin_line(place, 0);
         return place;
-    }
-
-    // Breaks the line that is too long, and sends off the output that is full, unless its last byte, a blank,
-    // waits for the line end behind it. False when encoding must end.
-    [[nodiscard]] bool look_at(char *&place, const char *next, const char *end) {
-        std::size_t column = column_at(place);
-        if (fold_ && column > kLastColumn) {
-            *place++ = '=';
-            place = end_.write(place);
-            out_.count_lines(1);
-            column = 0;
-        }
-        const bool waits = next[-1] == ' ' && next < end && *next == '\n';
-        if (!waits) {
-            out_.set_place(place);
-            if (!out_.step()) {
-                return false;
-            }
-            place = out_.place();
-        }
-        begin_line(place, column);
-        if (watched_ <= place) {
-            watched_ = place + 1;  // the line end comes next
-        }
-        return true;
     }
 
     Output &out_;
     ByteCodes codes_;
     qp::Encode encode_;
     LineEnd end_;
-    bool header_mode_;
+    char blank_;  // as it stands in the text
     bool crlf_;
-    bool fold_;
-    std::size_t column_ = 0;  // characters of the line, between two blocks
-
-    // Within a block, the line has `mark_column_` characters before `mark_`.
-    char *mark_ = nullptr;
-    std::size_t mark_column_ = 0;
-    const char *line_start_ = nullptr;  // where the line begins, unless that was sent off
-    const char *watched_ = nullptr;     // from where on a look is needed
+    std::uint64_t line_limit_;
+    std::size_t piece_size_ = kBlockSize;
+    std::uint64_t column_ = 0;  // without line ends it grows with the body
+    // What a piece becomes; the character before it can be looked at.
+    std::array<char, 1 + kBlockSize * qp::kEncodedLength + kSlack> text_;
+    text::Places<kBlockSize * qp::kEncodedLength> line_feeds_;
 };
 
 // ---- Base64 ----
@@ -280,94 +302,73 @@ class QuotedPrintable {
 class Base64 {
   public:
     Base64(Output &out, bool crlf, bool fold)
-        : out_(out), end_(line_end(crlf)), fold_(fold && out.is_file()) {}
+        : out_(out),
+          end_(line_end(crlf)),
+          line_limit_(fold && out.is_file() ? kLineCharacters : UINT64_MAX) {}
 
-    // Encodes a block; false when encoding must end. With `padded`, kSlack bytes can be read behind it.
-    [[nodiscard]] bool encode(std::string_view block, bool padded) {
+    // Encodes a block, behind which kSlack bytes can be read. False when encoding must end.
+    [[nodiscard]] bool encode(std::string_view block, char /*following*/) {
         using namespace text::base64;
         const auto *in = reinterpret_cast<const unsigned char *>(block.data());
-        std::size_t groups = block.size() / kGroupBytes;
-        while (groups > 0) {
-            const std::size_t done = padded && fold_ && column_ == 0 ? encode_lines(in, groups) : 0;
-            const std::size_t taken = done > 0 ? done : encode_groups(in, groups, padded);
-            in += taken * kGroupBytes;
-            groups -= taken;
-            if (!out_.step()) {
-                return false;
-            }
-        }
+        const std::size_t groups = block.size() / kGroupBytes;
+        encode_(in, groups, text_.data());
+        char *end = text_.data() + groups * kGroupCharacters;
         if (const std::size_t rest = block.size() % kGroupBytes; rest > 0) {
-            encode_rest(in, rest);
-            return out_.step();
+            std::array<unsigned char, kGroupBytes> group{};
+            std::copy_n(in + groups * kGroupBytes, rest, group.begin());
+            encode_plain(group.data(), 1, end);
+            std::fill(end + rest + 1, end + kGroupCharacters, kPad);
+            end += kGroupCharacters;
         }
-        return true;
+        return put_lines(end);
     }
 
     // The last line ends too.
     void finish() {
         if (out_.is_file() && column_ > 0) {
-            out_.end_line(end_);
+            out_.set_place(end_.write(out_.place()));
+            out_.count_lines(1);
         }
     }
 
   private:
-    static constexpr std::size_t kLineGroups = text::base64::kLineBytes / text::base64::kGroupBytes;
+    static constexpr std::size_t kLineCharacters = 72;
 
-    // Encodes the lines that the output has room for: before the last group of each it is not full. Returns
-    // how many groups they are.
-    std::size_t encode_lines(const unsigned char *in, std::size_t groups) {
-        using namespace text::base64;
-        constexpr std::size_t kBeforeLast = kLineCharacters - kGroupCharacters;
-        const std::size_t room = out_.room();
-        if (room <= kBeforeLast) {
-            return 0;
+    // Puts out the text up to `end`. False when encoding must end.
+    [[nodiscard]] bool put_lines(const char *end) {
+        using text::base64::kGroupCharacters;
+        char *place = out_.place();
+        std::uint64_t column = column_;
+        for (const char *next = text_.data(); next < end;) {
+            const std::size_t room =
+                (out_.room(place) + kGroupCharacters - 1) / kGroupCharacters * kGroupCharacters;
+            const auto count = static_cast<std::size_t>(std::min<std::uint64_t>(
+                {static_cast<std::size_t>(end - next), line_limit_ - column, room, kPiece}));
+            out_.copy(next, count, place);
+            next += count;
+            place += count;
+            column += count;
+            if (column == line_limit_) {
+                place = end_.write(place);
+                out_.count_lines(1);
+                column = 0;
+            }
+            if (!out_.look(place)) {
+                return false;
+            }
         }
-        const std::size_t lines =
-            std::min(groups / kLineGroups, (room - kBeforeLast - 1) / (kLineCharacters + end_.length) + 1);
-        encode_lines_(in, lines, end_, out_.place());
-        out_.set_place(out_.place() + lines * (kLineCharacters + end_.length));
-        out_.count_lines(lines);
-        return lines * kLineGroups;
-    }
-
-    // Encodes groups up to the end of the line or a full output. Returns how many they are.
-    std::size_t encode_groups(const unsigned char *in, std::size_t groups, bool padded) {
-        using namespace text::base64;
-        groups = std::min(groups, (out_.room() + kGroupCharacters - 1) / kGroupCharacters);
-        if (fold_) {
-            groups = std::min(groups, (kLineCharacters - column_) / kGroupCharacters);
-        }
-        (padded ? encode_ : encode_plain)(in, groups, out_.place());
-        out_.set_place(out_.place() + groups * kGroupCharacters);
-        end_group(groups);
-        return groups;
-    }
-
-    void encode_rest(const unsigned char *in, std::size_t rest) {
-        using namespace text::base64;
-        std::array<unsigned char, kGroupBytes> group{};
-        std::copy_n(in, rest, group.begin());
-        char *const place = out_.place();
-        encode_plain(group.data(), 1, place);
-        std::fill(place + rest + 1, place + kGroupCharacters, kPad);
-        out_.set_place(place + kGroupCharacters);
-        end_group(1);
-    }
-
-    void end_group(std::size_t groups) {
-        column_ += groups * text::base64::kGroupCharacters;
-        if (fold_ && column_ == text::base64::kLineCharacters) {
-            out_.end_line(end_);
-            column_ = 0;
-        }
+        out_.set_place(place);
+        column_ = column;
+        return true;
     }
 
     Output &out_;
     LineEnd end_;
-    bool fold_;
-    std::size_t column_ = 0;
+    std::uint64_t line_limit_;
+    std::uint64_t column_ = 0;  // without line ends it grows with the body
     text::base64::Encode encode_ = text::base64::encoder();
-    text::base64::EncodeLines encode_lines_ = text::base64::line_encoder();
+    std::array<char, kBlockSize / text::base64::kGroupBytes * text::base64::kGroupCharacters + kSlack>
+        text_;  // NOLINT(*-member-init): filled by encode
 };
 
 // ---- Pass-through ----
@@ -375,74 +376,94 @@ class Base64 {
 class PassThrough {
   public:
     PassThrough(Output &out, std::string_view guard, bool crlf, bool at_line_start)
-        : out_(out), guard_(guard), crlf_(crlf), previous_(at_line_start ? '\n' : 'x') {}
+        : out_(out),
+          guard_(guard),
+          crlf_(crlf),
+          add_returns_(out.is_file() && crlf && guard.empty() ? text::return_adder() : nullptr),
+          previous_(at_line_start ? '\n' : 'x') {}
 
-    // Encodes a block, behind which text::kBlock bytes can be read; false when encoding must end.
+    // Encodes a block, behind which kSlack bytes can be read; false when encoding must end.
     [[nodiscard]] bool encode(std::string_view block) {
-        std::size_t place = 0;
-        while (place < block.size()) {
-            place += block[place] == '\r' || block[place] == '\n' ? end_line(block[place])
-                                                                  : copy_some(block, place);
-            if (!out_.step()) {
+        const char *const begin = block.data();
+        const char *const end = begin + block.size();
+        if (add_returns_ == nullptr) {
+            line_ends_.find<'\r', '\n'>(block);
+        }
+        char *place = out_.place();
+        char previous = previous_;
+        for (const char *next = begin; next < end; previous = next[-1]) {
+            if (add_returns_ != nullptr) {
+                const auto [in, out, line_feeds] = add_returns_(next, end, previous, place, out_.full());
+                next = in;
+                place = out;
+                out_.count_lines(line_feeds);
+            } else if (*next == '.' && previous == '\n' && !crlf_) {
+                *place++ = '.';
+                *place++ = '.';
+                match(*next++);
+            } else if (is_guarded_ && !is_line_end(*next)) {
+                *place++ = *next;
+                match(*next++);
+            } else {
+                const std::size_t length = line_ends_.next() - static_cast<std::size_t>(next - begin);
+                const std::size_t count =
+                    std::min({static_cast<std::size_t>(end - next), out_.room(place), kPiece});
+                if (length < count) {
+                    out_.copy(next, length, place);
+                    place = end_line(next[length], length > 0 ? next[length - 1] : previous, place + length);
+                    next += length + 1;
+                    line_ends_.pass();
+                } else {
+                    out_.copy(next, count, place);
+                    next += count;
+                    place += count;
+                }
+            }
+            if (!out_.look(place)) {
                 return false;
             }
         }
+        out_.set_place(place);
+        previous_ = previous;
         return true;
     }
 
   private:
-    std::size_t end_line(char c) {
+    static bool is_line_end(char c) { return c == '\r' || c == '\n'; }
+
+    char *end_line(char c, char previous, char *place) {
         if (is_guarded_ && guard_index_ == guard_.size()) {
-            out_.append(' ');
+            *place++ = ' ';
         }
         if (c == '\n') {
-            if (crlf_ && previous_ != '\r') {
-                out_.append('\r');
+            if (crlf_ && previous != '\r') {
+                *place++ = '\r';
             }
             out_.count_lines(1);
         }
         is_guarded_ = !guard_.empty();
         guard_index_ = 0;
-        out_.append(c);
-        previous_ = c;
-        return 1;
+        *place++ = c;
+        return place;
     }
 
-    // Takes at least one byte of those before the line's end. Returns how many.
-    std::size_t copy_some(std::string_view block, std::size_t place) {
-        if (block[place] == '.' && previous_ == '\n' && !crlf_) {
-            out_.append('.');
-            return copy_byte(block[place]);
-        }
-        if (is_guarded_) {
-            return copy_byte(block[place]);
-        }
-        const std::string_view ahead = block.substr(0, std::min(block.size(), place + out_.room()));
-        const std::size_t end = text::find_any<'\r', '\n'>(ahead, place);
-        char *const to = out_.place();
-        std::memcpy(to, block.data() + place, end - place);
-        out_.set_place(to + (end - place));
-        previous_ = block[end - 1];
-        return end - place;
-    }
-
-    std::size_t copy_byte(char c) {
+    // Holds a byte of the line against the guard string.
+    void match(char c) {
         if (c == ' ') {
             is_guarded_ = false;
         } else if (is_guarded_ && guard_index_ < guard_.size()) {
             is_guarded_ = guard_[guard_index_++] == c;
         }
-        out_.append(c);
-        previous_ = c;
-        return 1;
     }
 
     Output &out_;
     std::string_view guard_;
     bool crlf_;
+    text::AddReturns add_returns_;  // where nothing else is to be done
     char previous_;
     bool is_guarded_ = false;      // the line agrees with the guard string so far, and holds no blank
     std::size_t guard_index_ = 0;  // how much of the guard string it has shown
+    text::Places<kBlockSize> line_ends_;
 };
 
 // ---- The engine ----
@@ -470,10 +491,7 @@ class Input {
 
     [[nodiscard]] bool is_file() const { return is_file_; }
 
-    // The whole text.
-    [[nodiscard]] std::string_view text() const { return text_; }
-
-    // The next block, in memory of its own; empty at the end.
+    // The next block of a descriptor, or piece of a text, in memory of its own; empty at the end.
     std::span<char> next() {
         std::size_t length = 0;
         if (is_file_) {
@@ -485,6 +503,9 @@ class Input {
         return {block_.data(), length};
     }
 
+    // The byte of the text behind the piece.
+    [[nodiscard]] char following() const { return text_.empty() ? '\0' : text_.front(); }
+
   private:
     int descriptor_;
     std::string_view text_;
@@ -492,19 +513,16 @@ class Input {
     std::array<char, kBlockSize + kSlack> block_;  // NOLINT(*-member-init): filled by next
 };
 
-// Runs an encoding whose blocks are those of the descriptor, or the whole text; false when it had to end.
+// False when the encoding had to end.
 template <typename Encoding>
 bool encode_blocks(Input &input, Encoding &&encoding) {
-    if (!input.is_file()) {
-        return encoding.encode(input.text(), false);
-    }
     for (;;) {
         const auto block = input.next();
         if (block.empty()) {
             encoding.finish();
             return true;
         }
-        if (!encoding.encode({block.data(), block.size()}, true)) {
+        if (!encoding.encode({block.data(), block.size()}, input.following())) {
             return false;
         }
     }

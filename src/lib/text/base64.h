@@ -1,8 +1,9 @@
-// Base64 (RFC 4648, 4) between blocks of memory: a plain form, and one for processors with AVX2 that gives
-// the same.
+// Base64 (RFC 4648, 4) between blocks of memory: a plain form, and forms for processors with AVX2, and with
+// AVX-512 and VBMI2, that give the same.
 #ifndef TEXT_BASE64_H
 #define TEXT_BASE64_H
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -22,7 +23,8 @@ inline constexpr std::size_t kGroupCharacters = 4;
 
 // What the encoders may read and write behind the end of what they are given. The bytes written there are
 // junk.
-inline constexpr std::size_t kSlack = 32;
+inline constexpr std::size_t kEncodeSlack = 64;
+inline constexpr std::size_t kSlack = 32;  // of decoders
 
 // Encodes `groups` whole groups of three bytes at `in` into four characters each at `out`.
 using Encode = void (*)(const unsigned char *in, std::size_t groups, char *out);
@@ -38,11 +40,6 @@ struct LineEnd {
         return place + length;
     }
 };
-
-// Encodes `lines` lines of kLineBytes each into kLineCharacters and a line end each.
-using EncodeLines = void (*)(const unsigned char *in, std::size_t lines, LineEnd end, char *out);
-inline constexpr std::size_t kLineBytes = 54;
-inline constexpr std::size_t kLineCharacters = 72;
 
 // Decodes the whole groups of four characters of the alphabet that `length` characters at `in` begin with,
 // into three bytes each at `out`. Returns how many characters they are. Nothing behind the text is read, and
@@ -89,13 +86,6 @@ inline void encode_plain(const unsigned char *in, std::size_t groups, char *out)
     }
 }
 
-inline void encode_lines_plain(const unsigned char *in, std::size_t lines, LineEnd end, char *out) {
-    for (; lines > 0; --lines, in += kLineBytes) {
-        encode_plain(in, kLineBytes / kGroupBytes, out);
-        out = end.write(out + kLineCharacters);
-    }
-}
-
 inline std::size_t decode_plain(const char *in, std::size_t length, unsigned char *out) {
     std::size_t done = 0;
     for (; length - done >= kGroupCharacters; done += kGroupCharacters, out += kGroupBytes) {
@@ -117,6 +107,31 @@ inline std::size_t decode_plain(const char *in, std::size_t length, unsigned cha
 }
 
 #ifdef TEXT_HAS_AVX2
+
+namespace detail {
+
+// For 16 groups, which bytes the four characters of each are in.
+inline constexpr auto kWideSpread = [] {
+    constexpr std::array<std::size_t, kGroupCharacters> kOrder = {1, 0, 2, 1};
+    std::array<std::uint8_t, 64> places{};
+    for (std::size_t i = 0; i < places.size(); ++i) {
+        places[i] =
+            static_cast<std::uint8_t>(i / kGroupCharacters * kGroupBytes + kOrder[i % kGroupCharacters]);
+    }
+    return places;
+}();
+
+// For 16 groups of 24 bits, which stand in four bytes each with the lowest first, where their bytes are.
+inline constexpr auto kWideGather = [] {
+    std::array<std::uint8_t, 64> places{};
+    for (std::size_t i = 0; i < places.size() / kGroupCharacters * kGroupBytes; ++i) {
+        const std::size_t group = i / kGroupBytes * kGroupCharacters;
+        places[i] = static_cast<std::uint8_t>(group + (kGroupBytes - 1 - i % kGroupBytes));
+    }
+    return places;
+}();
+
+}  // namespace detail
 
 inline constexpr std::size_t kStepGroups = 8;
 inline constexpr std::size_t kStepBytes = kStepGroups * kGroupBytes;
@@ -156,13 +171,18 @@ __attribute__((target("avx2"))) inline void encode_avx2(const unsigned char *in,
     }
 }
 
-__attribute__((target("avx2"))) inline void encode_lines_avx2(const unsigned char *in, std::size_t lines,
-                                                              LineEnd end, char *out) {
-    for (; lines > 0; --lines, in += kLineBytes) {
-        encode_step(in, out);
-        encode_step(in + kStepBytes, out + kStepCharacters);
-        encode_step(in + kLineBytes - kStepBytes, out + kLineCharacters - kStepCharacters);
-        out = end.write(out + kLineCharacters);
+// The same for 48 bytes: the processor shifts each run of six bits to its place, and takes the characters
+// from the alphabet.
+__attribute__((target("avx512bw,avx512vbmi"))) inline void encode_avx512(const unsigned char *in,
+                                                                         std::size_t groups, char *out) {
+    constexpr std::size_t kWideGroups = 16;
+    const __m512i spread = _mm512_loadu_si512(detail::kWideSpread.data());
+    const __m512i shifts = _mm512_set1_epi64(0x3036242A1016040A);
+    const __m512i alphabet = _mm512_loadu_si512(kAlphabet.data());
+    for (std::size_t done = 0; done < groups; done += kWideGroups) {
+        const __m512i bytes = look_up(_mm512_loadu_si512(in + done * kGroupBytes), spread);
+        const __m512i digits = _mm512_maskz_multishift_epi64_epi8(~__mmask64{0}, shifts, bytes);
+        _mm512_storeu_si512(out + done * kGroupCharacters, look_up(alphabet, digits));
     }
 }
 
@@ -219,23 +239,50 @@ __attribute__((target("avx2"))) inline std::size_t decode_avx2(const char *in, s
     return done + decode_plain(in + done, length - done, out + done / kGroupCharacters * kGroupBytes);
 }
 
+// Packs 64 characters into 48 bytes, or what is left of whole groups into as many as they make.
+__attribute__((target("avx512bw,avx512vbmi"))) inline std::size_t decode_avx512(const char *in,
+                                                                                std::size_t length,
+                                                                                unsigned char *out) {
+    constexpr std::size_t kStep = 64;
+    constexpr std::uint64_t kAll = ~std::uint64_t{0};
+    constexpr std::size_t kHalfTable = 64;
+    const __m512i low_digits = _mm512_loadu_si512(detail::kDigits.data());
+    const __m512i high_digits = _mm512_loadu_si512(detail::kDigits.data() + kHalfTable);
+    const __m512i gather = _mm512_loadu_si512(detail::kWideGather.data());
+    const std::size_t end = length - length % kGroupCharacters;
+    std::size_t done = 0;
+    for (; done < end; done += kStep, out += kStep / kGroupCharacters * kGroupBytes) {
+        const std::size_t count = std::min(end - done, kStep);
+        const std::uint64_t taken = kAll >> (kStep - count);
+        const __m512i text = _mm512_maskz_loadu_epi8(taken, in + done);
+        const __m512i digits = _mm512_permutex2var_epi8(low_digits, text, high_digits);
+        // The highest bit tells what is no digit, and what is no ASCII.
+        if ((_mm512_movepi8_mask(_mm512_or_si512(digits, text)) & taken) != 0) {
+            return done + decode_plain(in + done, end - done, out);
+        }
+        const __m512i pairs = _mm512_maddubs_epi16(digits, _mm512_set1_epi32(0x01400140));
+        const __m512i groups = _mm512_madd_epi16(pairs, _mm512_set1_epi32(0x00011000));
+        _mm512_mask_storeu_epi8(out, kAll >> (kStep - count / kGroupCharacters * kGroupBytes),
+                                look_up(groups, gather));
+    }
+    return end;
+}
+
 #else
 
 inline constexpr Encode encode_avx2 = encode_plain;
-inline constexpr EncodeLines encode_lines_avx2 = encode_lines_plain;
+inline constexpr Encode encode_avx512 = encode_plain;
 inline constexpr Decode decode_avx2 = decode_plain;
+inline constexpr Decode decode_avx512 = decode_plain;
 
 #endif
 
 // The fastest form for this processor.
 [[nodiscard]] inline Encode encoder() {
-    return has_avx2() ? encode_avx2 : encode_plain;
-}
-[[nodiscard]] inline EncodeLines line_encoder() {
-    return has_avx2() ? encode_lines_avx2 : encode_lines_plain;
+    return has_avx512_vbmi2() ? encode_avx512 : has_avx2() ? encode_avx2 : encode_plain;
 }
 [[nodiscard]] inline Decode decoder() {
-    return has_avx2() ? decode_avx2 : decode_plain;
+    return has_avx512_vbmi2() ? decode_avx512 : has_avx2() ? decode_avx2 : decode_plain;
 }
 
 // Encodes all of `bytes`, with what pads the last group, into (size + 2) / 3 * 4 characters at `out`, and
