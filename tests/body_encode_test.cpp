@@ -320,7 +320,7 @@ TEST(Kernels, EncodeTheSameInEveryForm) {
                 encode(reinterpret_cast<const unsigned char *>(from), size / 3, out);
                 return out + size / 3 * 4;
             };
-            return form(call, size / 3 * 4, base64::kEncodeSlack);
+            return form(call, size / 3 * 4, 0);
         };
         ASSERT_EQ(digits_of(base64::encoder()), digits_of(base64::encode_plain));
         ASSERT_EQ(digits_of(has_avx2() ? base64::encode_avx2 : base64::encode_plain),

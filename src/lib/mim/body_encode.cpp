@@ -33,8 +33,8 @@ constexpr std::size_t kTextLimit = MIM_ENCODED_SIZE;
 constexpr std::size_t kReserve = 8;  // the output is full when less than this is left
 constexpr std::size_t kPiece = 80;   // characters that are copied at once: most lines are shorter
 static_assert(kPiece % text::base64::kGroupCharacters == 0);
-constexpr std::size_t kSlack = std::max({text::base64::kEncodeSlack, text::quoted_printable::kSlack,
-                                         text::kLineEndSlack, kPiece});  // behind each block
+constexpr std::size_t kSlack =
+    std::max({text::quoted_printable::kSlack, text::kLineEndSlack, kPiece});  // behind each block
 
 // ---- Output ----
 

@@ -21,12 +21,10 @@ inline constexpr char kPad = '=';
 inline constexpr std::size_t kGroupBytes = 3;
 inline constexpr std::size_t kGroupCharacters = 4;
 
-// What the encoders may read and write behind the end of what they are given. The bytes written there are
-// junk.
-inline constexpr std::size_t kEncodeSlack = 64;
 inline constexpr std::size_t kSlack = 32;  // of decoders
 
-// Encodes `groups` whole groups of three bytes at `in` into four characters each at `out`.
+// Encodes `groups` whole groups of three bytes at `in` into four characters each at `out`, and touches
+// nothing else.
 using Encode = void (*)(const unsigned char *in, std::size_t groups, char *out);
 
 // The line end of encoded text: LF, or CR LF.
@@ -166,9 +164,12 @@ __attribute__((target("avx2"), always_inline)) inline void encode_step(const uns
 
 __attribute__((target("avx2"))) inline void encode_avx2(const unsigned char *in, std::size_t groups,
                                                         char *out) {
-    for (std::size_t done = 0; done < groups; done += kStepGroups) {
+    constexpr std::size_t kReadGroups = 10;  // that a step reads, some of the last in part
+    std::size_t done = 0;
+    for (; groups - done >= kReadGroups; done += kStepGroups) {
         encode_step(in + done * kGroupBytes, out + done * kGroupCharacters);
     }
+    encode_plain(in + done * kGroupBytes, groups - done, out + done * kGroupCharacters);
 }
 
 // The same for 48 bytes: the processor shifts each run of six bits to its place, and takes the characters
@@ -176,13 +177,27 @@ __attribute__((target("avx2"))) inline void encode_avx2(const unsigned char *in,
 __attribute__((target("avx512bw,avx512vbmi"))) inline void encode_avx512(const unsigned char *in,
                                                                          std::size_t groups, char *out) {
     constexpr std::size_t kWideGroups = 16;
+    constexpr std::size_t kReadGroups = 22;  // that a step reads, the last in part
+    constexpr __mmask64 kAll = ~__mmask64{0};
+    constexpr unsigned kBits = 64;
     const __m512i spread = _mm512_loadu_si512(detail::kWideSpread.data());
     const __m512i shifts = _mm512_set1_epi64(0x3036242A1016040A);
     const __m512i alphabet = _mm512_loadu_si512(kAlphabet.data());
-    for (std::size_t done = 0; done < groups; done += kWideGroups) {
-        const __m512i bytes = look_up(_mm512_loadu_si512(in + done * kGroupBytes), spread);
-        const __m512i digits = _mm512_maskz_multishift_epi64_epi8(~__mmask64{0}, shifts, bytes);
-        _mm512_storeu_si512(out + done * kGroupCharacters, look_up(alphabet, digits));
+    const auto encode = [&](__m512i bytes) __attribute__((target("avx512bw,avx512vbmi"), always_inline)) {
+        const __m512i digits = _mm512_maskz_multishift_epi64_epi8(kAll, shifts, look_up(bytes, spread));
+        return look_up(alphabet, digits);
+    };
+    std::size_t done = 0;
+    for (; groups - done >= kReadGroups; done += kWideGroups) {
+        _mm512_storeu_si512(out + done * kGroupCharacters,
+                            encode(_mm512_loadu_si512(in + done * kGroupBytes)));
+    }
+    for (; done < groups; done += kWideGroups) {
+        const auto left = static_cast<unsigned>(std::min(groups - done, kWideGroups));
+        const __m512i bytes =
+            _mm512_maskz_loadu_epi8(kAll >> (kBits - left * kGroupBytes), in + done * kGroupBytes);
+        _mm512_mask_storeu_epi8(out + done * kGroupCharacters, kAll >> (kBits - left * kGroupCharacters),
+                                encode(bytes));
     }
 }
 
@@ -288,18 +303,9 @@ inline constexpr Decode decode_avx512 = decode_plain;
 // Encodes all of `bytes`, with what pads the last group, into (size + 2) / 3 * 4 characters at `out`, and
 // touches nothing else. Returns the place behind them.
 inline char *encode_whole(std::string_view bytes, char *out) {
-    // The groups that the fast encoder leaves to the plain one, so that all it touches lies within the
-    // buffers.
-    constexpr std::size_t kSlackGroups = (kSlack + kGroupBytes - 1) / kGroupBytes;
-    constexpr std::size_t kLongText = 64;  // from where on it is worth it
     const auto *in = reinterpret_cast<const unsigned char *>(bytes.data());
     const std::size_t groups = bytes.size() / kGroupBytes;
-    std::size_t done = 0;
-    if (bytes.size() >= kLongText) {
-        done = groups - kSlackGroups;
-        encoder()(in, done, out);
-    }
-    encode_plain(in + done * kGroupBytes, groups - done, out + done * kGroupCharacters);
+    encoder()(in, groups, out);
     out += groups * kGroupCharacters;
     if (const std::size_t left = bytes.size() % kGroupBytes; left > 0) {
         std::array<unsigned char, kGroupBytes> last{};
