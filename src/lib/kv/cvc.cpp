@@ -469,16 +469,22 @@ bool is_text_of(std::string_view text, const ByteTable &table) {
         text, [&](char c) { return static_cast<unsigned char>(c) <= kMaxAscii || !table[c].empty(); });
 }
 
+// Whether a text of ASCII is itself in the set. T.61 has two of its characters elsewhere.
+bool has_as_is(const Set &set, std::string_view text) {
+    return (set.row->flags & CCS_FLAG_ASCII) != 0 ||
+           (set.row->shape == kv::Shape::kT61 && text.find_first_of("#$") == std::string_view::npos);
+}
+
 // Converts without a converter where that gives the same; false, with nothing of worth in the output, where
 // it may not.
 bool convert_directly(std::string_view text, const Set &source, const Set &target, Output &output) {
-    const int in_both = source.row->flags & target.row->flags;
-    if ((in_both & CCS_FLAG_ASCII) == 0) {
-        return false;
-    }
-    if (text::ascii_length<false>(text) == text.size()) {
+    const bool is_ascii = text::ascii_length<false>(text) == text.size();
+    if (is_ascii && has_as_is(source, text) && has_as_is(target, text)) {
         output.append(text);
         return true;
+    }
+    if (is_ascii || (source.row->flags & target.row->flags & CCS_FLAG_ASCII) == 0) {
+        return false;
     }
     if ((source.row->flags & (CCS_FLAG_SINGLE | CCS_FLAG_7BIT)) == CCS_FLAG_SINGLE) {
         const bool is_same = source.id == target.id;
