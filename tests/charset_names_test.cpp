@@ -25,13 +25,13 @@ TEST(CharsetNames, ComeFromTheTableFirst) {
     const TempHome home{{"mime.cs",
                          "#IA5 ASCII\nUTF8 UTF-8\nLAT1=\"X-Latin\";junk\nutf8 second\nSECOND UTF-8\n"
                          "a23456789012345 b234567890123456789012345678901\na234567890123456 c\nalone\n"
-                         "d e2345678901234567890123456789012\n\t;f g\r\nPIECE1 p1 " +
-                             blanks + "PIECE2 p2\n#" + blanks + "         LAST l"}};
+                         "d e2345678901234567890123456789012\n\t;f g\r\nPIECE1 " +
+                             blanks + "p12PIECE2 p2\n#" + blanks + "         LAST l"}};
     EXPECT_EQ(in_fresh_process([] { return mim_InsertNewCSName("a", "lat1", 1); }), "a; charset=X-Latin");
     expect_fresh(R"(>utf8 -> UTF-8 | >UTF-8 -> UTF-8 | <utf-8 -> UTF8 | >SECOND -> second | <second -> utf8 | >d -> d!
         >lat1 -> X-Latin | <x-latin -> LAT1 | >a23456789012345 -> b234567890123456789012345678901 | <c -> c!
         >a234567890123456 -> a234567890123456! | >alone -> alone! | <junk -> junk! | <g~0D -> f | >#IA5 -> #IA5!
-        >PIECE1 -> p1 | >piece2 -> p2 | >LAST -> l | >IA5 -> US-ASCII)",
+        >PIECE1 -> p12 | >piece2 -> p2 | >LAST -> l | >IA5 -> US-ASCII)",
                  name_of);
 }
 
