@@ -27,6 +27,7 @@ struct Command {
 
 void add_to_x400(CLI::App &parent, std::vector<Command> &commands);
 void add_to_internet(CLI::App &parent, std::vector<Command> &commands);
+void add_explain(CLI::App &parent, std::vector<Command> &commands);
 void add_certificate(CLI::App &parent, std::vector<Command> &commands);
 void add_parse(CLI::App &parent, std::vector<Command> &commands);
 void add_rules(CLI::App &parent, std::vector<Command> &commands);

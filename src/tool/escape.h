@@ -14,6 +14,9 @@ namespace tool {
 // 127.
 inline constexpr text::CharSet kColumnSpecials = text::kControls;
 
+// What a text between quotes escapes: the quote too, and the backslash with it.
+inline constexpr text::CharSet kQuotedSpecials = kColumnSpecials | text::CharSet{"\"\\"};
+
 // Appends `text` to `out`; each member of `specials` becomes \t, \n, \xHH (the other controls) or itself
 // after a backslash.
 void append_escaped(std::string &out, std::string_view text, const text::CharSet &specials);

@@ -11,12 +11,6 @@ namespace {
 
 constexpr int kDdaCount = (NM_DDA4_VALUE - NM_DDA1_VALUE) / 2 + 1;
 
-std::string_view field_text(const OrName &orn, int field) {
-    int length = 0;
-    const char *bytes = nm_GetFieldMemPtr(orn.text.data(), &orn.index, field, &length);
-    return {bytes != nullptr ? bytes : "", static_cast<std::size_t>(length)};
-}
-
 // The keyword of a field below NM_T61, or the empty text.
 std::string base_keyword(int field) {
     if (field >= NM_OU1 && field <= NM_OU4) {
@@ -80,6 +74,12 @@ Json fields_by_keyword(const OrName &orn) {
 }
 
 }  // namespace
+
+std::string_view field_text(const OrName &orn, int field) {
+    int length = 0;
+    const char *bytes = nm_GetFieldMemPtr(orn.text.data(), &orn.index, field, &length);
+    return {bytes != nullptr ? bytes : "", static_cast<std::size_t>(length)};
+}
 
 bool read_orn(const char *text, OrName &orn, std::string &fault) {
     nm_text_error error{};

@@ -3,6 +3,7 @@
 #define TOOL_ORN_TEXT_H
 
 #include <array>
+#include <string_view>
 
 #include "nm.h"
 #include "rows.h"
@@ -15,6 +16,9 @@ struct OrName {
     nm_index index;
     std::array<char, NM_TEXT_SIZE> form;
 };
+
+// The text of a field, empty when it is absent; valid until the name changes.
+[[nodiscard]] std::string_view field_text(const OrName &orn, int field);
 
 // Reads an O/R name in text form. Returns false with the reason and its place in `fault` when it is none.
 [[nodiscard]] bool read_orn(const char *text, OrName &orn, std::string &fault);

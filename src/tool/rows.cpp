@@ -15,9 +15,6 @@ namespace {
 // stands a file or a service.
 constexpr int kNameTooLong = 905;
 
-// The parts of a result stand between quotes, so a quote is escaped too, and the backslash with it.
-constexpr text::CharSet kQuotedSpecials = kColumnSpecials | text::CharSet{"\"\\"};
-
 bool is_of_item(const er_identity &failure) {
     return failure.set == MES_SET_SERVER && failure.number == kNameTooLong;
 }
@@ -69,6 +66,20 @@ void append_columns(std::string &out, const Item &item, const Answer &answer) {
     }
 }
 
+void append_block(std::string &out, const Item &item, const Answer &answer) {
+    append_escaped(out, item.text, kColumnSpecials);
+    out += '\n';
+    out += answer.lines;
+    if (answer.fault.empty()) {
+        out += "= ";
+        out += answer.column;
+    } else {
+        out += "error: ";
+        append_escaped(out, answer.fault, kColumnSpecials);
+    }
+    out += '\n';
+}
+
 void append_object(std::string &out, const Item &item, const Answer &answer) {
     Json row;
     row["input"] = item.text;
@@ -111,6 +122,7 @@ void Answer::set_part(const char *name, std::string_view value) {
 
 void Answer::clear() {
     column.clear();
+    lines.clear();
     result = nullptr;
     details = nullptr;
     fault.clear();
@@ -120,6 +132,8 @@ void append_row(Session &session, const Item &item, const Answer &answer) {
     std::string &rows = session.rows.buffer();
     if (session.json) {
         append_object(rows, item, answer);
+    } else if (answer.as_block) {
+        append_block(rows, item, answer);
     } else {
         append_columns(rows, item, answer);
     }
@@ -128,13 +142,16 @@ void append_row(Session &session, const Item &item, const Answer &answer) {
 
 void convert_items(Session &session, const std::vector<std::string> &arguments, Conversion &conversion) {
     Items items{arguments, session.rows};
-    Answer answer{session.json};
-    while (session.rows.error() == 0) {
+    Answer answer{session.json, conversion.writes_blocks()};
+    for (bool is_first = true; session.rows.error() == 0; is_first = false) {
         const std::optional<Item> item = items.next();
         if (!item) {
             return;
         }
         convert_item(session, *item, conversion, answer);
+        if (answer.as_block && !is_first) {
+            session.rows.buffer() += '\n';
+        }
         append_row(session, *item, answer);
     }
 }

@@ -1,4 +1,5 @@
-// From items to rows: one row for each item, in order, misses included.
+// From items to rows: one row for each item, in order, misses included. Where a row has more to tell than
+// fits a line, it is a block of lines.
 #ifndef TOOL_ROWS_H
 #define TOOL_ROWS_H
 
@@ -17,10 +18,12 @@ using Json = nlohmann::ordered_json;
 
 // What became of one item, in the form that the run asks for. Texts may hold any byte.
 struct Answer {
-    explicit Answer(bool json) : as_json(json) {}
+    explicit Answer(bool json, bool block = false) : as_json(json), as_block(block && !json) {}
 
     bool as_json;
+    bool as_block;
     std::string column;  // the result column, escaped; empty in JSON
+    std::string lines;   // of a block: what stands between the item and the result, escaped
     Json result;         // the member "result"; null in columns
     Json details;        // an object whose members follow "status", or null
     std::string fault;   // why there is no result, or empty
@@ -47,6 +50,10 @@ class Conversion {
 
     // The longest item that the library takes whole; a longer one is a miss, not an answer to another item.
     [[nodiscard]] virtual std::size_t longest_item() const = 0;
+
+    // Whether rows are blocks: the item, the lines of the answer, and "= " with the result or "error: " with
+    // the reason; an empty line between two of them.
+    [[nodiscard]] virtual bool writes_blocks() const { return false; }
 
     // Fills `answer`, which is clear, for `item`. Failures of the library pass through.
     virtual void convert(const char *item, Answer &answer) = 0;

@@ -57,6 +57,22 @@ class Session {
 
     void note(Exit exit);
 
+    // While it lives, warnings and notes of the library's log are not reported: what is asked again in it was
+    // reported the first time.
+    class Silence {
+      public:
+        explicit Silence(Session &session) : session_(session), was_quiet_(session.quiet) {
+            session_.quiet = true;
+        }
+        Silence(const Silence &) = delete;
+        Silence &operator=(const Silence &) = delete;
+        ~Silence() { session_.quiet = was_quiet_; }
+
+      private:
+        Session &session_;
+        bool was_quiet_;
+    };
+
     // Whether message (set, number) was what the current step logged last.
     [[nodiscard]] bool was_logged(int set, int number) const;
 

@@ -1,6 +1,7 @@
 // mim to-x400: Internet addresses to O/R names.
 
-#include "commands.h"
+#include "to_x400.h"
+
 #include "home_files.h"
 #include "mim.h"
 #include "orn_text.h"
@@ -28,16 +29,22 @@ class ToX400 : public Conversion {
 
 }  // namespace
 
+std::function<unsigned char()> add_x400_options(CLI::App &app) {
+    const CLI::Option *tnef = add_flag(app, "--tnef", "Take missing routing from the TNEF gateway");
+    const CLI::Option *cn = add_flag(app, "--cn", "Write the surname as the common name (CN) too");
+    return [=] {
+        return static_cast<unsigned char>((is_set(tnef) ? MIM_FLAG_TNEF : 0) |
+                                          (is_set(cn) ? MIM_FLAG_COMMON_NAME : 0));
+    };
+}
+
 void add_to_x400(CLI::App &parent, std::vector<Command> &commands) {
     CLI::App *app = add_command(parent, "to-x400", "Turn Internet addresses into O/R names");
-    const CLI::Option *tnef = add_flag(*app, "--tnef", "Take missing routing from the TNEF gateway");
-    const CLI::Option *cn = add_flag(*app, "--cn", "Write the surname as the common name (CN) too");
+    const std::function<unsigned char()> flags = add_x400_options(*app);
     const CLI::Option *addresses = add_items(*app, "ADDRESS");
     commands.push_back({app, [=](Session &session) {
                             require_home({kInboundRules, kGatewayMap});
-                            ToX400 conversion{
-                                static_cast<unsigned char>((is_set(tnef) ? MIM_FLAG_TNEF : 0) |
-                                                           (is_set(cn) ? MIM_FLAG_COMMON_NAME : 0))};
+                            ToX400 conversion{flags()};
                             convert_items(session, items_of(addresses), conversion);
                         }});
 }
