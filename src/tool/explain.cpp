@@ -14,15 +14,19 @@ namespace {
 
 class Explain : public Conversion {
   public:
-    Explain(Session &session, unsigned char flags, InternetOptions options)
-        : session_(session), flags_(flags), conversion_(session, std::move(options)) {}
+    // `only_addresses`: an item that begins with "/" is an address, too.
+    Explain(Session &session, bool only_addresses, unsigned char flags, InternetOptions options)
+        : session_(session),
+          only_addresses_(only_addresses),
+          flags_(flags),
+          conversion_(session, std::move(options)) {}
 
     // The longest of both kinds: what is too long for an address is found in convert.
     [[nodiscard]] std::size_t longest_item() const override { return kMaxLine; }
     [[nodiscard]] bool writes_blocks() const override { return true; }
 
     void convert(const char *item, Answer &answer) override {
-        if (*item == '/') {
+        if (*item == '/' && !only_addresses_) {
             convert_name(item, answer);
         } else {
             convert_address(item, answer);
@@ -80,6 +84,7 @@ class Explain : public Conversion {
     }
 
     Session &session_;
+    bool only_addresses_;
     unsigned char flags_;
     InternetConversion conversion_;
     OrName orn_{};
@@ -91,12 +96,14 @@ class Explain : public Conversion {
 void add_explain(CLI::App &parent, std::vector<Command> &commands) {
     CLI::App *app =
         add_command(parent, "explain", "Show how addresses and O/R names are converted, step by step");
+    const CLI::Option *only_addresses =
+        add_flag(*app, "--address", "Take items that begin with / for Internet addresses, too");
     const std::function<unsigned char()> flags = add_x400_options(*app);
     const std::function<InternetOptions()> options = add_internet_options(*app);
     const CLI::Option *items = add_items(*app, "ITEM");
     commands.push_back({app, [=](Session &session) {
                             require_home({kInboundRules, kGatewayMap, kDomainMap, kOutboundRules});
-                            Explain conversion{session, flags(), options()};
+                            Explain conversion{session, is_set(only_addresses), flags(), options()};
                             convert_items(session, items_of(items), conversion);
                         }});
 }

@@ -269,7 +269,7 @@ bool explain_gateway_map(const std::string &domain, OrName &orn, Explanation &ex
     if (mim_ArpaDomainReplace(orn.text.data(), &orn.index, list.data(), nullptr, 0) != 0) {
         return true;
     }
-    step.notes.emplace_back("which cannot be used: it has more than four units");
+    step.text += ", which cannot be used: it has more than four units";
     return false;
 }
 
@@ -301,7 +301,7 @@ std::optional<std::string> explain_x400_map(OrName &orn, Explanation &explanatio
     std::string fault;
     std::optional<std::string> domain = build_domain(orn, winner->rank, *winner->line.value, labels, fault);
     if (!domain) {
-        step.notes.push_back("which gives no domain: " + fault);
+        step.text += ", which gives no domain here: " + fault;
         return std::nullopt;
     }
     if (!labels.empty()) {
