@@ -40,7 +40,7 @@ TEST(Dstring, HoldsWhatAStringDoes) {
         const bool appends = random() % 3 != 0;
         is_text ? (appends ? dstring_append1 : dstring_set)(&string, source)
                 : (appends ? dstring_appendN : dstring_setN)(&string, source, length_of(part));
-        model = (appends ? model : "") + part;
+        model.replace(appends ? model.size() : 0, std::string::npos, part);
         ASSERT_EQ(text_of(string), model) << "step " << step;
         if (model.size() > 2000) {
             dstring_free(&string);

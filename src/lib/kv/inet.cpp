@@ -25,8 +25,6 @@ constexpr auto kQCodes = text::quoted_printable::with_blank_as(
 
 // ---- Base64 ----
 
-constexpr std::size_t kLongText = 64;  // from where on the fast decoder is worth it
-
 // Base64 text, decoded group by group.
 class Base64Decoder {
   public:
