@@ -3,7 +3,6 @@
 #ifndef TEXT_BASE64_H
 #define TEXT_BASE64_H
 
-#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -267,8 +266,7 @@ __attribute__((target("avx512bw,avx512vbmi"))) inline std::size_t decode_avx512(
     const std::size_t end = length - length % kGroupCharacters;
     std::size_t done = 0;
     for (; done < end; done += kStep, out += kStep / kGroupCharacters * kGroupBytes) {
-        const std::size_t count = std::min(end - done, kStep);
-        const std::uint64_t taken = kAll >> (kStep - count);
+        const std::uint64_t taken = end - done < kStep ? (std::uint64_t{1} << (end - done)) - 1 : kAll;
         const __m512i text = _mm512_maskz_loadu_epi8(taken, in + done);
         const __m512i digits = _mm512_permutex2var_epi8(low_digits, text, high_digits);
         // The highest bit tells what is no digit, and what is no ASCII.
@@ -277,8 +275,12 @@ __attribute__((target("avx512bw,avx512vbmi"))) inline std::size_t decode_avx512(
         }
         const __m512i pairs = _mm512_maddubs_epi16(digits, _mm512_set1_epi32(0x01400140));
         const __m512i groups = _mm512_madd_epi16(pairs, _mm512_set1_epi32(0x00011000));
-        _mm512_mask_storeu_epi8(out, kAll >> (kStep - count / kGroupCharacters * kGroupBytes),
-                                look_up(groups, gather));
+        const __m512i bytes = look_up(groups, gather);
+        if (taken == kAll) {  // in an ordinary store, which is faster
+            _mm512_storeu_si512(out, bytes);
+        } else {
+            _mm512_mask_storeu_epi8(out, taken, bytes);
+        }
     }
     return end;
 }
