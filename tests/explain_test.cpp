@@ -118,8 +118,9 @@ Lines examples(const char *file, std::string_view first = "") {
 }
 
 TEST(Explain, LeadsWhereTheConversionDoes) {
-    const std::string_view rules =
-        "$*+$* $1++$2\none\n$+@$+.$+ $:$3$1$9 x\nx$*\xE9$* $@$1$$$_$2\n$*@$+ $2# $1\n$*$*$*b$* $@$4$3";
+    const std::string rules =
+        std::string(255, '#') +
+        "$*J$* $1Q$2\n$*+$* $1++$2\none\n$+@$+.$+ $:$3$1$9 x\nx$*\xE9$* $@$1$$$_$2\n$*@$+ $2# $1\n$*$*$*b$* $@$4$3";
     const TempHome bad_home{
         {"unixin.rules", rules},
         {"unixout.rules", rules},
@@ -127,13 +128,14 @@ TEST(Explain, LeadsWhereTheConversionDoes) {
          "org#C$x#\nORG#C$y#\n org#C$z#\nexample.org#C$open\n#k#\nmail.example.org#C$us.O$A\\.b.OU$u.X$y#\nb.c##\n"
          "gb.meridian.example#OU$1.OU$2.OU$3.OU$4.OU$5#\nc#junk#\n@#PRMD$@#"},
         {"unixmap.out",
-         "C$gb#gb#\nc$GB.admd$Albion400#x#\nC$gb.ADMD$albion400#y#\nADMD$plains400.C$us#@#\nO$x##\nC$fr.ADMD$@#f#\n"
+         "C$gb#gb#\nc$GB.admd$Albion400#x#\nC$gb.ADMD$albion400#y#\nADMD$plains400.C$us.PRMD$inet.O$Harbour Relief "
+         "Foundation.OU$Sales#@#\nO$x##\nC$fr.ADMD$@#f#\n"
          "C$us.ADMD$plains400.PRMD$inet#open\nC$gb.ADMD$domains.PRMD$org.O$example.OU$mx.OU$mail#\\a b#"},
         {"mailnodes", "1 /O=gw/C=us/\n"},
         {"routes", "UNIX /C=us/\n"},
         {"customise",
          "UAL_DEF_MIME_MN_OVERRIDE=/O=\xE9/ADMD=a/C=us/\nUAL_DEF_TNEF_MN_OVERRIDE=/O=o/\nUXI_DDATYPE_ZTMEXT=\n"
-         "UXO_FQDN=h\nUXO_NAME_MAPPING=1\nINET_IA_RESOLVE_MASK=/S/G/\nINET_DISPLAY_IA_COMMENTS=no\n"},
+         "HOSTNAME=h\nUXO_FQDN=f\nUXO_NAME_MAPPING=1\nINET_IA_RESOLVE_MASK=/S/G/\nINET_DISPLAY_IA_COMMENTS=no\n"},
         {"directory/default.ldif",
          "dn: 1\nS: Smith\nG: Ada\n167: a b\n\ndn: 2\nS: Ada\nDD.RFC-822: k@e\n\n"
          "dn: 3\nS: K. L\nG: x\n\ndn: 4\nS: K. L\nG: y\n"}};
