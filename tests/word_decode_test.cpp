@@ -13,7 +13,6 @@
 #include "fresh_process.h"
 #include "inet.h"
 #include "mim.h"
-#include "text/utf8.h"
 #include "work_string.h"
 
 namespace {
@@ -92,7 +91,8 @@ std::string decode_slowly(const std::string &text, std::string out, const std::s
                 out = converted(out, previous, current, CVC_CUT).value_or(out).c_str();
             }
         }
-        if (set != "UTF-8" || text::utf8::is_text_plain(bytes)) {
+        const bool is_text = bytes.find('\0') == std::string::npos && converted(bytes, set, set, CVC_EXACT);
+        if (set != "UTF-8" || is_text) {
             piece = converted(bytes, set, current, CVC_EXACT).value_or(charset == "DECODEIT" ? bytes : piece);
         }
         out += piece;
@@ -178,23 +178,6 @@ TEST(WordDecode, WritesIntoBuffers) {
     EXPECT_STREQ(charset.data(), "#");
     mim_DecodeMimeCharStr(nullptr, &out, charset.data());
     EXPECT_EQ(charset.data() + std::string{out}, "US-ASCII\0"s);
-}
-
-// All texts of three bytes that begin above ASCII, before and across the ends of blocks.
-TEST(Utf8, TellsText) {
-    std::array<std::string, 3> texts{std::string(64, 'a'), std::string(64, 'a'), std::string(64, 'a')};
-    int valid = 0;
-    for (std::size_t i = 1U << 23U; i < 1U << 24U; ++i) {
-        const std::size_t begin = i % 3 * 15;
-        const std::array bytes{static_cast<char>(i >> 16U), static_cast<char>(i >> 8U), static_cast<char>(i), '\xBF'};
-        std::copy(bytes.begin(), bytes.end(), texts[i % 3].begin() + static_cast<std::ptrdiff_t>(begin));
-        const std::string_view text{texts[i % 3].data(), begin + 3 + i % 2};
-        const bool is_valid = text::utf8::is_text_plain(text);
-        ASSERT_EQ(text::utf8::validator()(text), is_valid) << testing::PrintToString(text);
-        valid += is_valid ? 1 : 0;
-    }
-    // With an even last byte: two bytes and ASCII, or three. With an odd third and 0xBF: four bytes, or twice two.
-    EXPECT_EQ(valid, (1920 * 63 + 61440 / 2) + (0x100000 / 64 / 2 + 1920 * 15));
 }
 
 }  // namespace

@@ -3,6 +3,8 @@
 // What looks like an encoded word and is none, or cannot be read, stays as it stands: nothing that came in a
 // header is lost. White space between two words is no text; it is held back until it is known what follows.
 
+#include <glib.h>
+
 #include <array>
 #include <bit>
 #include <cstring>
@@ -17,7 +19,6 @@
 #include "text/ascii.h"
 #include "text/encoded_word.h"
 #include "text/scan.h"
-#include "text/utf8.h"
 #include "text/writer.h"
 #include "work_string.h"
 
@@ -174,7 +175,7 @@ class WordBytes {
   public:
     // The bytes of a word, valid until the next. A zero byte that ends them, and is the only one, is no text.
     std::string_view decode(const EncodedWord &word) {
-        char *place = reserve(word.text.size() + text::utf8::kSlack);
+        char *place = reserve(word.text.size() + 1);
         std::size_t length = 0;
         if (word.encoding == text::WordEncoding::kBase64) {
             std::int32_t decoded = 0;
@@ -335,7 +336,7 @@ class Decoder {
     // False when the bytes cannot be read.
     bool append_converted(std::string_view bytes, const SetName &set) {
         if (set.is_unicode()) {
-            if (!text::utf8::validator()(bytes)) {
+            if (g_utf8_validate(bytes.data(), static_cast<gssize>(bytes.size()), nullptr) == 0) {
                 return false;
             }
             if (current_.is_unicode()) {
