@@ -111,7 +111,7 @@ TEST(Inet, WritesQ) {
         const std::string escape{'=', "0123456789ABCDEF"[byte / 16], "0123456789ABCDEF"[byte % 16]};
         EXPECT_EQ(out.data(), c == ' ' ? "_" : stands.find(c) != std::string_view::npos ? std::string{c} : escape);
     }
-    std::vector<char> out(11, '#');
+    std::vector<char> out(13, '#');
     inet_text2Q("\xC3\xA9\0x", 4, out.data());
     EXPECT_STREQ(out.data(), "=C3=A9=00x");
 }
