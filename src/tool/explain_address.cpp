@@ -53,14 +53,17 @@ std::size_t find_mark(const std::string &text, char mark) {
 }
 
 std::string find_domain(std::string rest, Explanation &explanation) {
+    Step &step = explanation.add("domain", "none");
     std::string domain;
-    std::vector<std::string> why;
-    const auto take = [&](std::string text, const char *from) {
+    const auto take = [&](std::string text, const std::string &from) {
+        if (step.text != "none") {
+            step.notes.push_back("not " + step.text);
+        }
         domain = std::move(text);
-        why.push_back(in_quotes(domain) + ", " + from);
+        step.text = in_quotes(domain) + ", " + from;
     };
     if (const std::size_t colon = find_mark(rest, ':'); rest.starts_with('@') && colon > 0) {
-        why.push_back("the route " + in_quotes(rest.substr(0, colon + 1)) + " does not count");
+        step.notes.push_back("without the route " + in_quotes(rest.substr(0, colon + 1)));
         rest.erase(0, colon + 1);
     }
     if (const std::size_t at = find_mark(rest, '@'); at > 0) {
@@ -74,11 +77,6 @@ std::string find_domain(std::string rest, Explanation &explanation) {
     if (const std::size_t percent = find_mark(rest, '%'); percent > 0) {
         take(rest.substr(percent + 1), "what follows a %");
     }
-    Step &step = explanation.add("domain", domain.empty() ? "none" : why.back());
-    if (!domain.empty()) {
-        why.pop_back();
-    }
-    step.notes = why;
     step.facts = {{"domain", domain}};
     return domain;
 }
