@@ -1,7 +1,6 @@
 // From an O/R name to an Internet address: the sources in the order in which mim_ConvORNIaToArpaORN asks
 // them.
 
-#include <algorithm>
 #include <array>
 
 #include "akt.h"
@@ -9,53 +8,21 @@
 #include "da.h"
 #include "dr.h"
 #include "explain.h"
+#include "explain_form.h"
 #include "explain_map.h"
 #include "explain_rules.h"
 #include "home_files.h"
-#include "mdc.h"
 #include "mes.h"
 #include "mim.h"
-#include "os.h"
-#include "text/writer.h"
 
 namespace tool {
 
 namespace {
 
 constexpr const char *kCommentsKey = "INET_DISPLAY_IA_COMMENTS";
-constexpr std::array kHostKeys{"HOSTNAME", "UXO_FQDN", "UAL_POP3_HOSTNAME"};
-constexpr std::size_t kHostSize = 64;
-constexpr std::string_view kGroupMark = ":;";
 constexpr int kNameAmbiguous = 1142;
 
-constexpr std::int16_t kPositional = 1;
-constexpr std::int16_t kAttributes = 2;
-constexpr std::int16_t kPersonal = 3;
-constexpr std::int16_t kAttributesOrPersonal = 4;
-
 using Text = std::array<char, MIM_TEXT_SIZE>;
-
-struct Host {
-    std::string name;
-    std::string origin;
-};
-
-Host local_host() {
-    for (const char *key : kHostKeys) {
-        if (const char *value = cust_GetString(key, nullptr, 0, 0); value != nullptr) {
-            return {std::string{value}.substr(0, kHostSize - 1), key};
-        }
-    }
-    std::array<char, kHostSize> name{};
-    std::array<char, kHostSize> official{};
-    os_gethostname(name.data(), static_cast<int>(name.size()));
-    const bool is_known = mdc_gethostbyname(name.data(), official.data(), official.size()) != 0;
-    return {is_known && official.front() != '\0' ? official.data() : name.data(), "the system"};
-}
-
-bool fits(std::string_view address) {
-    return address.size() <= MIM_MAX_TEXT;
-}
 
 class NameTrace {
   public:
@@ -73,7 +40,7 @@ class NameTrace {
     std::string run() {
         show_routing();
         const std::string found = ask_sources();
-        return finish(found);
+        return explain_finish(found, options_.comments, !is_system_name_, explanation_);
     }
 
   private:
@@ -102,7 +69,7 @@ class NameTrace {
                 return rewritten;
             }
         }
-        return format_whole(name_, false);
+        return explain_whole_name(name_, false, settings_, explanation_);
     }
 
     // ---- Routing ----
@@ -157,7 +124,8 @@ class NameTrace {
             answer("template", "", "not for names of the Internet gateway");
             return {};
         }
-        std::string address = expand(form, format_whole(orn_, false), local_host().name);
+        std::string address =
+            expand(form, explain_whole_name(orn_, false, settings_, explanation_), local_host().name);
         if (!fits(address)) {
             address.clear();
         }
@@ -266,7 +234,9 @@ class NameTrace {
             explanation_.add("last resorts", "left out, as was asked for");
             return std::string{};
         }
-        const std::string local_part = is_routable_ ? format_personal(name_) : format_whole(name_, true);
+        const std::string local_part = is_routable_
+                                           ? explain_personal_name(name_, settings_, explanation_)
+                                           : explain_whole_name(name_, true, settings_, explanation_);
         const std::string mark = is_routable_ && domain->empty() ? "" : "@";
         const std::string address = local_part + mark + *domain;
         if (!fits(address)) {
@@ -275,87 +245,6 @@ class NameTrace {
             return std::nullopt;
         }
         return address.empty() ? std::nullopt : std::optional{address};
-    }
-
-    void show_local_part(const std::string &text, const char *form) {
-        Step &step = explanation_.add("local part", in_quotes(text) + ", " + form);
-        const std::string delimiter(1, settings_.delimiter);
-        step.notes.push_back("style " + std::to_string(settings_.style) + ", mode " +
-                             std::to_string(settings_.mode) + ", delimiter " + delimiter +
-                             (settings_.add_delimiter != 0 ? ", added at the end" : "") +
-                             (settings_.t61 != 0 ? ", with T.61 forms" : "") +
-                             (text.starts_with('"') ? ", quoted" : ", not quoted"));
-        step.facts = {{"local_part", text},
-                      {"style", settings_.style},
-                      {"mode", settings_.mode},
-                      {"delimiter", delimiter}};
-    }
-
-    std::string format_personal(OrName &name) {
-        Text text{};
-        mim_DoFormatPersonalName(name.text.data(), &name.index, text.data(), settings_.style, settings_.mode,
-                                 settings_.t61);
-        show_local_part(text.data(), settings_.style == kPositional ? "the personal name, surname first"
-                                                                    : "the personal name");
-        return text.data();
-    }
-
-    std::string format_whole(const OrName &name, bool personal) {
-        Text text{};
-        mim_DoFormatORN(name.text.data(), text.data(), personal ? 1 : 0, settings_.style, settings_.mode,
-                        settings_.t61);
-        const std::int16_t style = settings_.style;
-        const bool is_numeric =
-            name.index.kind == NM_KIND_NUMERIC && (style == kPersonal || style == kAttributesOrPersonal);
-        const bool as_attributes =
-            style == kAttributes || is_numeric || (style == kAttributesOrPersonal && !personal);
-        show_local_part(text.data(), as_attributes          ? "the name as attributes"
-                                     : style == kPositional ? "the name by position"
-                                                            : "the personal name and what else there is");
-        return text.data();
-    }
-
-    // ---- The end ----
-
-    std::string finish(const std::string &found) {
-        std::string address = found;
-        std::erase_if(address, [](char c) { return c == '\r' || c == '\n'; });
-        if (!address.empty() && !options_.comments) {
-            std::array<char, MIM_ADDRESS_SIZE> bare{};
-            mim_parse_address(address.c_str(), nullptr, bare.data(), nullptr, nullptr, nullptr);
-            address = bare.data();
-        }
-        if (address != found) {
-            explanation_.add("bare address", in_quotes(address));
-        }
-        return address.empty() || is_system_name_ ? address : complete(address);
-    }
-
-    std::string complete(const std::string &address) {
-        std::array<char, MIM_ADDRESS_SIZE> phrase{};
-        std::array<char, MIM_ADDRESS_SIZE> local_part{};
-        std::array<char, MIM_ADDRESS_SIZE> domain{};
-        mim_parse_address(address.c_str(), phrase.data(), nullptr, nullptr, local_part.data(), domain.data());
-        const std::string local = local_part.data();
-        if (domain.front() != '\0') {
-            return address;
-        }
-        if (local.find(kGroupMark) != std::string::npos) {
-            explanation_.add("host", "none: the address is a group");
-            return address;
-        }
-        const Host host = local_host();
-        Step &step = explanation_.add(
-            "host", in_quotes(host.name) + " from " + host.origin + ", for there is no domain");
-        step.facts = {{"host", host.name}, {"origin", host.origin}};
-        const std::string completed = phrase.front() != '\0'
-                                          ? std::string{phrase.data()} + " <" + local + "@" + host.name + ">"
-                                          : local + "@" + host.name;
-        if (fits(completed)) {
-            return completed;
-        }
-        step.notes.emplace_back("left out: the address would be too long");
-        return address;
     }
 
     const OrName &orn_;
