@@ -180,21 +180,4 @@ TEST(WordDecode, WritesIntoBuffers) {
     EXPECT_EQ(charset.data() + std::string{out}, "US-ASCII\0"s);
 }
 
-// All texts of three bytes that may begin with a character above ASCII, before and across the ends of blocks.
-TEST(Utf8, TellsText) {
-    std::array<std::string, 3> texts{std::string(64, 'a'), std::string(64, 'a'), std::string(64, 'a')};
-    int valid = 0;
-    for (std::size_t i = 0xC00000; i < 0x1000000; ++i) {
-        const std::size_t begin = i % 3 * 15;
-        const std::array bytes{static_cast<char>(i >> 16U), static_cast<char>(i >> 8U), static_cast<char>(i), '\xBF'};
-        std::copy(bytes.begin(), bytes.end(), texts[i % 3].begin() + static_cast<std::ptrdiff_t>(begin));
-        const std::string_view text{texts[i % 3].data(), begin + 3 + i % 2};
-        const bool is_valid = text::utf8::is_text_plain(text);
-        ASSERT_EQ(text::utf8::validator()(text), is_valid) << testing::PrintToString(text);
-        valid += is_valid ? 1 : 0;
-    }
-    // With an even last byte: two bytes and ASCII, or three. With an odd third and 0xBF: four bytes, or twice two.
-    EXPECT_EQ(valid, (1920 * 63 + 61440 / 2) + (0x100000 / 64 / 2 + 1920 * 15));
-}
-
 }  // namespace
