@@ -109,7 +109,7 @@ std::string make_surname(const std::string &left, Explanation &explanation) {
         step.notes.push_back("cut at " + std::to_string(MIM_MAX_SURNAME) + " characters");
     }
     if (is_replaced) {
-        step.notes.push_back("with full stops for what X.400 does not have");
+        step.notes.emplace_back("with full stops for what X.400 does not have");
     }
     return surname;
 }

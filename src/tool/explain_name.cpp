@@ -64,7 +64,7 @@ class NameTrace {
         }
         if (is_routable_) {
             const std::string surname{field_text(name_, NM_SURNAME)};
-            const std::string rewritten = explain_rules(kOutboundRules, surname, explanation_);
+            std::string rewritten = explain_rules(kOutboundRules, surname, explanation_);
             if (!rewritten.empty() && fits(rewritten)) {
                 return rewritten;
             }
