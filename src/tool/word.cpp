@@ -83,24 +83,26 @@ class WordEncoder : public Conversion {
     [[nodiscard]] std::size_t longest_item() const override { return kMaxLine; }
 
     void convert(const char *item, Answer &answer) override {
-        char *text = nullptr;
+        char *converted = nullptr;
         std::int32_t length = 0;
-        if (cvc_CnvString(CVC_HEADER, 0, item, -1, kUnicode, charset_.name, &text, &length, nullptr,
+        if (cvc_CnvString(CVC_HEADER, 0, item, -1, kUnicode, charset_.name, &converted, &length, nullptr,
                           kPurpose) != CVC_EXACT) {
             answer.miss("cannot be written in that character set");
             return;
         }
-        const char *const end = text + length;
+        const std::string text{converted, static_cast<std::size_t>(length)};  // the service's may go
+        const char *const begin = text.data();
+        const char *const end = begin + text.size();
         std::string words;
-        for (const char *rest = text; rest != nullptr;) {
+        for (const char *rest = begin; rest != nullptr;) {
             const char *next = mim_EncodeFold(rest, static_cast<int>(end - rest), word_.data(),
-                                              static_cast<int>(word_.size() - 1), rest == text ? 1 : 0,
+                                              static_cast<int>(word_.size() - 1), rest == begin ? 1 : 0,
                                               &charset_, mode_, 1, nullptr, 0, 0);
             if (next == rest) {
                 answer.miss("holds a character that such a short word has no room for");
                 return;
             }
-            words += rest == text ? "" : kFold;
+            words += rest == begin ? "" : kFold;
             words += word_.data();
             rest = next;
         }

@@ -169,7 +169,7 @@ const CodePage *code_page_of(int number) {
 // 0 when there is none of that state, such as shifted out to nothing.
 std::int16_t number_of(const State &state) {
     const auto *page = std::ranges::find(kCodePages, state, &CodePage::state);
-    return page == kCodePages.end() ? 0 : static_cast<std::int16_t>(page - kCodePages.begin() + 1);
+    return static_cast<std::int16_t>(page == kCodePages.end() ? 0 : page - kCodePages.begin() + 1);
 }
 
 struct Switch {
