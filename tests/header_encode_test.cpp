@@ -99,7 +99,7 @@ std::string decode_words(const std::vector<std::string> &words, int max_length) 
             text += convert(bytes, set.c_str(), "UTF8");
             // In ASCII at its end: what follows is still ASCII.
             EXPECT_EQ(convert(bytes + "z", set.c_str(), "UTF8").back(), 'z') << word;
-            EXPECT_LT(bytes.find_last_of("\x0E") + 1, bytes.find_last_of("\x0F") + 2) << word;
+            EXPECT_LT(bytes.find_last_of('\x0E') + 1, bytes.find_last_of('\x0F') + 2) << word;
         }
     }
     return text;
@@ -192,7 +192,8 @@ TEST(EncodeFold, WritesWordsThatStandAlone) {
                 const int column = max_length - 40;
                 const std::vector<std::string> words = header_of(raw, row.set, mode, column);
                 EXPECT_EQ(decode_words(words, 75), value) << row.set << mode;
-                EXPECT_TRUE(words.empty() || words.front().size() <= std::max<std::size_t>(75 - column, 50));
+                EXPECT_TRUE(words.empty() ||
+                            words.front().size() <= std::max<std::size_t>(75 - static_cast<std::size_t>(column), 50));
             }
         }
     }

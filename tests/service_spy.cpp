@@ -199,9 +199,9 @@ int16_t cvc_CnvString(int mode, int flags, const char *text, int32_t length, con
 const char *cvc_iconvCharsetEquiv(const char *name, int flags) {
     return pass(__func__, cvc_iconvCharsetEquiv, name, flags);
 }
-const char *ccs_GetNextMimeUnit(const char *text, int length, const ccs_descriptor *charset, int first, int *state,
-                                int *unit_length) {
-    return pass(__func__, ccs_GetNextMimeUnit, text, length, charset, first, state, unit_length);
+const char *ccs_GetNextMimeUnit(const char *text, int length, const ccs_descriptor *charset, int first,
+                                int *unit_state, int *unit_length) {
+    return pass(__func__, ccs_GetNextMimeUnit, text, length, charset, first, unit_state, unit_length);
 }
 const char *ccs_GetConfAsciiEscs(const ccs_descriptor *charset, int kind, int *length) {
     return pass(__func__, ccs_GetConfAsciiEscs, charset, kind, length);

@@ -59,7 +59,8 @@ class RawWord {
         return weight;
     }
 
-    std::array<char, kMaxUnit + 2 * CCS_ESCAPE_SIZE> bytes_;  // NOLINT(*-member-init): up to length_
+    std::array<char, kMaxUnit + std::size_t{2} * CCS_ESCAPE_SIZE>
+        bytes_;  // NOLINT(*-member-init): up to length_
     std::size_t length_ = 0;
     std::size_t weight_ = 0;
 };
