@@ -12,8 +12,6 @@
 namespace {
 
 constexpr char kEscape = '\x1B';
-constexpr text::CharSet kT61Marks = text::CharSet::range('\xC1', '\xCF');
-constexpr text::CharSet kT61Bases = text::kLetters | text::CharSet{" "};
 
 // What a display character is made of, beyond escapes and single bytes.
 enum class Form { kBytes, kT61, kUnicode };
@@ -50,7 +48,7 @@ const char *after_character(const char *place, Form form) {
         case Form::kUnicode:
             return after_unicode(place);
         case Form::kT61:
-            return kT61Marks.contains(place[0]) && kT61Bases.contains(place[1]) ? place + 2 : place + 1;
+            return place + kv::character_length({place, place[1] != '\0' ? 2U : 1U}, kv::Shape::kT61);
         case Form::kBytes:
             break;
     }
