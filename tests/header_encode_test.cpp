@@ -199,6 +199,24 @@ TEST(EncodeFold, WritesWordsThatStandAlone) {
     }
 }
 
+// Line ends are written as such, with what they do to their neighbours.
+TEST(EncodeFold, KeepsTheLimitAroundLineEnds) {
+    std::mt19937 random{9};
+    for (int i = 0; i < 20000; ++i) {
+        std::string text;
+        for (std::size_t size = 1 + random() % 60; text.size() < size;) {
+            text += "\n\n \t.-_x\r"[random() % 9];
+        }
+        const std::size_t limit = 8 + random() % 40;
+        std::vector<char> out(limit + 1, '~');
+        ccs_descriptor descriptor = descriptor_of(i % 2 == 0 ? "UTF8" : "ISO2022_JP");
+        mim_EncodeFold(text.data(), static_cast<int>(text.size()), out.data(), static_cast<int>(limit), 1,
+                       &descriptor, "QN"[random() % 2], 1, "x", static_cast<int>(random() % 2),
+                       static_cast<int>(random() % 2));
+        EXPECT_LE(std::find(out.begin(), out.end(), '\0') - out.begin(), static_cast<std::ptrdiff_t>(limit)) << text;
+    }
+}
+
 TEST(EncodeHeader, NamesTheSet) {
     using Words = std::vector<std::string>;
     EXPECT_EQ(header_of("a\xE9 b", "ISO8859_1", 'q', 0), Words{"=?ISO-8859-1?Q?a=E9_b?="});

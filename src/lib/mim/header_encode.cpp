@@ -17,6 +17,7 @@
 #include "mim.h"
 #include "text/ascii.h"
 #include "text/base64.h"
+#include "text/encoded_word.h"
 #include "text/scan.h"
 #include "text/writer.h"
 
@@ -28,11 +29,15 @@ constexpr char kBase64 = 'B';
 constexpr char kQuotedPrintable = 'Q';
 constexpr char kPlaceholder = '\xCC';  // a byte that is only counted
 constexpr char kSeparator = '?';
-constexpr std::string_view kOpening = "=?";
-constexpr std::string_view kClosing = "?=";
 constexpr std::string_view kUnknownCharset = "UNKNOWN-8BIT";  // RFC 1428
 constexpr int kLongestText = MIM_ENCODED_SIZE - 16;           // that the encoder is sure to write whole
 constexpr int kCodedLength = 3;                               // "=XX"
+// The most that a line end can add, so that no word is too long whatever stands around it. In
+// quoted-printable: CR LF, and the codes of a blank before it and of a "-" or "." behind it, each of which
+// counts as one already.
+constexpr int kLineEndWeight = 2 + 2 * (kCodedLength - 1);
+constexpr int kPlainLineEndWeight =
+    3;  // where nothing is encoded: CR LF, and a "." behind it that is doubled
 
 struct Escape {
     std::array<char, CCS_ESCAPE_SIZE> text{};
@@ -80,6 +85,7 @@ class Codes {
         }
         codes_[' '] = {'_'};
         lengths_[' '] = 1;
+        weights_['\n'] = kLineEndWeight;
     }
 
     [[nodiscard]] int weight(char c) const { return weights_[static_cast<unsigned char>(c)]; }
@@ -109,7 +115,7 @@ class Codes {
     std::array<std::uint8_t, text::kByteCount> weights_{};
 };
 // What is written beyond the last code falls where the closing and the terminator come.
-static_assert(Codes::kSpill - 1 <= kClosing.size() + 1);
+static_assert(Codes::kSpill - 1 <= text::kWordEnd.size() + 1);
 
 // The usual state of safe_char in words, and the codes that come of it.
 constexpr auto kUsualSafe = [] {
@@ -210,7 +216,7 @@ class Word {
         : text_(value.text),
           charset_(value.charset),
           switches_((value.flags & CCS_FLAG_ESCAPES) != 0),
-          has_simple_ascii_(!switches_ && (value.flags & CCS_FLAG_ASCII) != 0),
+          has_simple_ascii_(!switches_ && (value.flags & CCS_FLAG_ASCII) != 0 && form.is_word()),
           form_(form),
           is_quoted_(form.mode == kQuotedPrintable),
           codes_(codes),
@@ -311,7 +317,8 @@ class Word {
 
     [[nodiscard]] int weight_of(std::string_view bytes) const {
         if (!is_quoted_) {
-            return static_cast<int>(bytes.size());
+            const bool is_line_end = !form_.is_word() && bytes == "\n";
+            return is_line_end ? kPlainLineEndWeight : static_cast<int>(bytes.size());
         }
         int weight = 0;
         for (const char c : bytes) {
@@ -322,8 +329,13 @@ class Word {
 
     // Where no room is kept for a byte more, what the start of a line adds counts.
     [[nodiscard]] int weight_of_unit(std::string_view bytes) const {
-        const bool has_code = is_quoted_ && switches_ && is_at_start() && needs_code_at_start(bytes.front());
-        return weight_of(bytes) + (has_code ? kCodedLength - codes_.weight(bytes.front()) : 0);
+        if (!switches_ || !is_at_start()) {
+            return weight_of(bytes);
+        }
+        const bool has_code = is_quoted_ && needs_code_at_start(bytes.front());
+        const bool is_doubled = !form_.is_word() && bytes.front() == '.';
+        return weight_of(bytes) + (has_code ? kCodedLength - codes_.weight(bytes.front()) : 0) +
+               (is_doubled ? 1 : 0);
     }
 
     // Takes bytes of ASCII, each a unit with the same tail; false when none was taken.
@@ -404,7 +416,7 @@ class Word {
     std::string_view text_;
     const ccs_descriptor &charset_;
     bool switches_;
-    bool has_simple_ascii_;  // where ASCII is itself and nothing is switched
+    bool has_simple_ascii_;  // where ASCII is itself, nothing is switched, and line ends need no look
     Form form_;
     bool is_quoted_;
     const Codes &codes_;
@@ -433,7 +445,7 @@ std::string_view name_of(const ccs_descriptor &charset, const char *charset_name
 
 // Writes the prefix of a word, and returns the place behind it.
 char *write_prefix(std::string_view name, char mode, char *place) {
-    place = std::ranges::copy(kOpening, place).out;
+    place = std::ranges::copy(text::kWordBegin, place).out;
     place = std::ranges::copy(name, place).out;
     *place++ = kSeparator;
     *place++ = mode;
@@ -458,8 +470,9 @@ const char *write_word(const Value &value, const Form &form, int max_length, con
     const std::string_view name = form.is_word()
                                       ? name_of(value.charset, charset_name).substr(0, MIM_MAX_WORD_CHARSET)
                                       : std::string_view{};
-    const auto prefix_length = form.is_word() ? static_cast<int>(kOpening.size() + name.size() + 3) : 0;
-    const auto frame = form.is_word() ? prefix_length + static_cast<int>(kClosing.size()) : 0;
+    const auto prefix_length =
+        form.is_word() ? static_cast<int>(text::kWordBegin.size() + name.size() + 3) : 0;
+    const auto frame = form.is_word() ? prefix_length + static_cast<int>(text::kWordEnd.size()) : 0;
     Word word{value, form, max_length < frame ? -1 : std::min(max_length - frame, kLongestText), codes,
               out + prefix_length};
     const bool is_whole = word.take();
@@ -470,7 +483,7 @@ const char *write_word(const Value &value, const Form &form, int max_length, con
         char *end = word.finish();
         if (form.is_word()) {
             write_prefix(name, form.mode, out);
-            end = std::ranges::copy(kClosing, end).out;
+            end = std::ranges::copy(text::kWordEnd, end).out;
         }
         *end = '\0';
     } else {
