@@ -28,6 +28,7 @@ struct Command {
 void add_to_x400(CLI::App &parent, std::vector<Command> &commands);
 void add_to_internet(CLI::App &parent, std::vector<Command> &commands);
 void add_explain(CLI::App &parent, std::vector<Command> &commands);
+void add_check(CLI::App &parent, std::vector<Command> &commands);
 void add_certificate(CLI::App &parent, std::vector<Command> &commands);
 void add_parse(CLI::App &parent, std::vector<Command> &commands);
 void add_rules(CLI::App &parent, std::vector<Command> &commands);
@@ -81,6 +82,9 @@ void depend(CLI::Option *option, CLI::Option *other);
 
 // Adds the positional argument `name`, of a file, which may be left out; value_of tells what was given.
 const CLI::Option *add_file(CLI::App &app, const char *name, const char *description);
+
+// Adds the positional arguments `name...`, files of which there may be none; items_of returns those given.
+const CLI::Option *add_files(CLI::App &app, const char *name, const char *description);
 
 // Adds the positional arguments `name...`, the items of a subcommand, and returns those that were given.
 const CLI::Option *add_items(CLI::App &app, const char *name);

@@ -3,16 +3,14 @@
 #include <algorithm>
 #include <array>
 
-#include "akt.h"
-#include "ccs.h"
 #include "cl.h"
 #include "cust.h"
-#include "cvc.h"
 #include "explain.h"
 #include "explain_map.h"
 #include "explain_rules.h"
 #include "home_files.h"
 #include "mim.h"
+#include "node_override.h"
 #include "text/ascii.h"
 #include "text/writer.h"
 
@@ -25,9 +23,6 @@ constexpr text::CharSet kSurnameCharacters = text::kLetters | text::kDigits | te
 
 constexpr const char *kDdaTypeKey = "UXI_DDATYPE_ZTMEXT";
 constexpr std::string_view kTrueInitials = "TtYy1";
-
-constexpr const char *kDefaultCharset = "ISO8859_1";
-constexpr const char *kFamily = "T61INTL";
 
 // A setting as it stands in ~/sys/customise, or nothing.
 std::optional<std::string> setting(const char *key) {
@@ -127,39 +122,6 @@ constexpr Gateway kMimeGateway{"MIME", CL_MIME_GATEWAY, "UAL_DEF_MIME_MN_OVERRID
 constexpr Gateway kTnefGateway{"TNEF", CL_TNEF_GATEWAY, "UAL_DEF_TNEF_MN_OVERRIDE",
                                "UAL_DEF_TNEF_MN_OVERRIDE_CS"};
 
-// Makes `node` the name that `text` stands for; false when it is no O/R address, or a service says no.
-bool read_override(const std::string &text, const std::string &charset, OrName &node) {
-    const ccs_charset *resolved = ccs_GetICCharset2(charset.c_str(), kFamily);
-    if (resolved == nullptr) {
-        return false;
-    }
-    const char *internal = ccs_GetInternalCharset(resolved, CCS_INTERNAL);
-    ccs_descriptor descriptor{};
-    ccs_GetCSDescriptor(internal, &descriptor);
-    char *converted = nullptr;
-    std::int32_t length = 0;
-    int set = 0;
-    int number = 0;
-    int extra = 0;
-    cvc_ConvertString(CVC_TEXT, 0, text.c_str(), -1, charset.c_str(), internal, &converted, &length, &set,
-                      &number, &extra);
-    const std::unique_ptr<char, decltype(&os_free)> released{converted, os_free};
-    if (converted == nullptr) {
-        return false;
-    }
-    bool is_name = false;
-    const int failed = protect([&] {
-        cl_ConvClMntoORN(converted, node.text.data(), 1, 1, &descriptor);
-        std::array<std::uint32_t, NM_MAP_WORDS> fields{};
-        nm_ParseORN(node.text.data(), &node.index, fields.data());
-        is_name = akt_CheckORName(node.text.data()) != 0 && akt_CheckFieldsPresent(fields.data()) != 0;
-    });
-    if (failed != 0) {
-        static_cast<void>(take_failure());
-    }
-    return failed == 0 && is_name;
-}
-
 void copy_present(const OrName &node, int first, int last, OrName &orn) {
     for (int field = first; field <= last; ++field) {
         if (const std::string text{field_text(node, field)}; !text.empty()) {
@@ -178,7 +140,8 @@ bool take_override(const Gateway &gateway, OrName &orn, Explanation &explanation
         return false;
     }
     OrName node{};
-    const bool is_usable = read_override(*name, setting(gateway.charset_key).value_or(kDefaultCharset), node);
+    const bool is_usable =
+        read_override(*name, setting(gateway.charset_key).value_or(kOverrideCharset), node);
     step.text = std::string{gateway.override_key} + "=" + *name;
     step.facts["value"] = *name;
     if (!is_usable) {

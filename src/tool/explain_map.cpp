@@ -6,25 +6,15 @@
 #include <array>
 
 #include "home_files.h"
+#include "home_formats.h"
 #include "home_lines.h"
 #include "mim.h"
 #include "text/ascii.h"
+#include "text/domain_label.h"
 
 namespace tool {
 
 namespace {
-
-constexpr int kLineCapacity = 1026;  // how the library reads a map
-constexpr char kSeparator = '#';
-constexpr const char *kNoDomain = "@";  // the key of an address without a domain
-constexpr std::string_view kUnset = "@";
-
-// The attributes that the levels of a key stand for.
-constexpr std::array<int, 8> kLevelFields{NM_COUNTRY, NM_ADMD,    NM_PRMD,    NM_ORGANISATION,
-                                          NM_OU1,     NM_OU1 + 1, NM_OU1 + 2, NM_OU4};
-constexpr std::array<const char *, 4> kKeywords{"C", "ADMD", "PRMD", "O"};  // of those that are no units
-
-constexpr text::CharSet kLabelCharacters = text::kLetters | text::kDigits | text::CharSet{"-"};
 
 // A line KEY#VALUE#; without a value where no second separator ends it.
 struct MapLine {
@@ -34,12 +24,12 @@ struct MapLine {
 
 // Nothing for a line without a key, such as a comment.
 std::optional<MapLine> split(std::string_view line) {
-    const std::size_t key_end = line.find(kSeparator);
+    const std::size_t key_end = line.find(kMapSeparator);
     if (key_end == std::string_view::npos || key_end == 0) {
         return std::nullopt;
     }
     const std::string_view rest = line.substr(key_end + 1);
-    const std::size_t value_end = rest.find(kSeparator);
+    const std::size_t value_end = rest.find(kMapSeparator);
     const std::string_view value = rest.substr(0, value_end);
     const bool has_value = value_end != std::string_view::npos && value.find('\0') == std::string_view::npos;
     return MapLine{std::string{line.substr(0, key_end)},
@@ -57,7 +47,7 @@ struct Match {
 
 class MapTrace {
   public:
-    explicit MapTrace(const char *path) : lines_(path, kLineCapacity), path_(path) {}
+    explicit MapTrace(const char *path) : lines_(path, kMapLineCapacity), path_(path) {}
 
     [[nodiscard]] HomeLines &lines() { return lines_; }
 
@@ -181,8 +171,8 @@ std::vector<std::string> items_of_key(std::string_view key) {
 // it would stand elsewhere.
 std::string fitting_item(const OrName &orn, const std::string &item) {
     const std::string keyword = item.substr(0, item.find('$'));
-    for (std::size_t i = 0; i < kKeywords.size(); ++i) {
-        if (mim_StrCaseCmp(keyword.c_str(), kKeywords[i]) != 0) {
+    for (std::size_t i = 0; i < kLevelKeywords.size(); ++i) {
+        if (mim_StrCaseCmp(keyword.c_str(), kLevelKeywords[i]) != 0) {
             std::string value;
             for (const char c : field_text(orn, kLevelFields[i])) {
                 value += c == '.' || c == '\\' ? std::string{'\\', c} : std::string{c};
@@ -233,8 +223,7 @@ std::optional<std::string> build_domain(const OrName &orn, std::size_t level, st
         if (field.empty()) {
             continue;
         }
-        if (!text::kLetters.contains(field.front()) ||
-            !std::all_of(field.begin(), field.end(), [](char c) { return kLabelCharacters.contains(c); })) {
+        if (!text::is_domain_label(field)) {
             fault = in_quotes(field) + " is no domain label";
             return std::nullopt;
         }

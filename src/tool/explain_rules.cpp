@@ -4,21 +4,15 @@
 
 #include <array>
 
+#include "home_formats.h"
 #include "home_lines.h"
 #include "mim.h"
-#include "text/tokens.h"
 #include "text/writer.h"
 
 namespace tool {
 
 namespace {
 
-// How the library reads a rules file.
-constexpr int kLineCapacity = 256;
-constexpr text::Tokens kTokens{text::CharSet{" \t\n"}, "#"};
-
-constexpr std::string_view kOnce = "$:";
-constexpr std::string_view kOnceAndStop = "$@";
 constexpr int kShownApplications = 3;
 
 struct Rule {
@@ -140,7 +134,7 @@ class RulesTrace {
 }  // namespace
 
 std::string explain_rules(const char *path, const std::string &text, Explanation &explanation) {
-    HomeLines lines{path, kLineCapacity};
+    HomeLines lines{path, kRuleLineCapacity};
     if (!lines.is_open()) {
         explanation.add("rules", std::string{"there is no "} + path + ", so nothing is left of the text");
         return {};
@@ -148,8 +142,8 @@ std::string explain_rules(const char *path, const std::string &text, Explanation
     RulesTrace trace{text, explanation};
     while (lines.next()) {
         const char *place = lines.text();
-        const std::string_view pattern = kTokens.take(place);
-        const std::string_view replacement = kTokens.take(place);
+        const std::string_view pattern = kRuleTokens.take(place);
+        const std::string_view replacement = kRuleTokens.take(place);
         if (!replacement.empty()) {
             trace.take({lines.place(), std::string{pattern}, std::string{replacement}});
         }

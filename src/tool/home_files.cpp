@@ -4,11 +4,11 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <array>
 #include <cerrno>
 
+#include "descriptor.h"
 #include "ext.h"
 #include "session.h"
 
@@ -34,22 +34,21 @@ void require_home_directory(const std::string &home) {
 void require_readable_if_present(const char *path) {
     std::array<char, EXT_PATH_SIZE> name{};
     ext_GetActualFName(path, name.data());
-    const int descriptor = open(name.data(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-    if (descriptor < 0) {
-        if (errno == ENOENT) {
-            return;
-        }
-        throw ToolError(name.data(), errno);
-    }
-    struct stat status {};
-    const bool is_directory = fstat(descriptor, &status) == 0 && S_ISDIR(status.st_mode);
-    close(descriptor);
-    if (is_directory) {
-        throw ToolError(name.data(), EISDIR);
+    if (const int error = find_read_error(name.data()); error != 0 && error != ENOENT) {
+        throw ToolError(name.data(), error);
     }
 }
 
 }  // namespace
+
+int find_read_error(const std::string &name) {
+    const Descriptor file{open(name.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC)};
+    if (file.get() < 0) {
+        return errno;
+    }
+    struct stat status {};
+    return fstat(file.get(), &status) == 0 && S_ISDIR(status.st_mode) ? EISDIR : 0;
+}
 
 void use_home(const std::string &directory) {
     require_home_directory(directory);

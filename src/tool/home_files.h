@@ -15,6 +15,10 @@ inline constexpr const char *kConfig = "~/sys/config";
 inline constexpr const char *kMimeTypes = "~/sys/mime.types";
 inline constexpr const char *kMimeCharsets = "~/sys/mime.cs";
 
+// The errno for which the file `name` cannot be read, ENOENT when it is missing and EISDIR for a directory;
+// else 0.
+[[nodiscard]] int find_read_error(const std::string &name);
+
 // Makes `directory` the home. Throws ToolError unless it is a directory with a sys directory.
 void use_home(const std::string &directory);
 

@@ -25,6 +25,7 @@ bool HomeLines::next() {
     if (count == 0) {
         return false;
     }
+    is_rest_ = !ends_line_;
     line_ += ends_line_ ? 1 : 0;
     length_ = static_cast<std::size_t>(count);
     ends_line_ = piece_[length_ - 1] == '\n';

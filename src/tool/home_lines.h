@@ -27,6 +27,13 @@ class HomeLines {
     [[nodiscard]] char *text() { return piece_.data(); }
     [[nodiscard]] std::string_view view() const { return std::string_view{piece_}.substr(0, length_); }
 
+    // The line's number, from 1, and whether the piece goes on with a line that was longer than a piece.
+    [[nodiscard]] int number() const { return line_; }
+    [[nodiscard]] bool is_rest() const { return is_rest_; }
+
+    // Whether the line goes on behind the piece, or would if the file did.
+    [[nodiscard]] bool is_full() const { return !ends_line_ && length_ + 1 == piece_.size(); }
+
     // PATH:LINE
     [[nodiscard]] std::string place() const { return path_ + ":" + std::to_string(line_); }
 
@@ -37,6 +44,7 @@ class HomeLines {
     std::size_t length_ = 0;
     int line_ = 0;
     bool ends_line_ = true;  // the piece before the next one ended its line
+    bool is_rest_ = false;
 };
 
 }  // namespace tool

@@ -80,6 +80,7 @@ void run(int argc, char **argv, Session &session) {
     add_to_x400(app, commands);
     add_to_internet(app, commands);
     add_explain(app, commands);
+    add_check(app, commands);
     add_certificate(app, commands);
     add_parse(app, commands);
     add_rules(app, commands);

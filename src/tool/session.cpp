@@ -65,6 +65,10 @@ bool Session::was_logged(int set, int number) const {
 
 void Session::log(int severity, const char *line) {
     logged_ = line;
+    if (log_capture_ != nullptr) {
+        log_capture_->emplace_back(line);
+        return;
+    }
     if (severity <= ER_SEVERITY_ERROR) {
         note(Exit::kFailed);
         report("error", line);

@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 #include <type_traits>
+#include <vector>
 
 #include "call_tree.h"
 #include "er.h"
@@ -73,6 +74,20 @@ class Session {
         bool was_quiet_;
     };
 
+    // While it lives, what the library logs is gathered in `lines` and not reported.
+    class LogCapture {
+      public:
+        LogCapture(Session &session, std::vector<std::string> &lines) : session_(session) {
+            session_.log_capture_ = &lines;
+        }
+        LogCapture(const LogCapture &) = delete;
+        LogCapture &operator=(const LogCapture &) = delete;
+        ~LogCapture() { session_.log_capture_ = nullptr; }
+
+      private:
+        Session &session_;
+    };
+
     // Whether message (set, number) was what the current step logged last.
     [[nodiscard]] bool was_logged(int set, int number) const;
 
@@ -100,6 +115,7 @@ class Session {
     CallTree call_tree_;
     std::optional<er_identity> raised_;  // the last failure since begin_step
     std::string logged_;                 // the last line of the log since then
+    std::vector<std::string> *log_capture_ = nullptr;
     Exit worst_ = Exit::kDone;
 };
 

@@ -15,8 +15,6 @@ constexpr std::size_t kFirstUnitSlot = 4;
 constexpr std::array<std::string_view, kFirstUnitSlot> kSlotKeywords{"C", "ADMD", "PRMD", "O"};
 constexpr std::string_view kUnitKeyword = "OU";
 
-constexpr text::CharSet kLabelCharacters = text::kLetters | text::kDigits | text::CharSet{"-"};
-
 // A piece that was cut off, and the delimiter that ended it, or the terminator.
 struct Piece {
     mim::MapText text;
@@ -67,11 +65,6 @@ bool mim::gather_attributes(char *list, BareKeyword bare, MapAttributes &attribu
         }
     }
     return true;
-}
-
-bool mim::is_domain_label(std::string_view label) {
-    return text::kLetters.contains(label.front()) &&
-           std::all_of(label.begin(), label.end(), [](char c) { return kLabelCharacters.contains(c); });
 }
 
 bool mim::equal_names(std::string_view a, std::string_view b) {

@@ -70,9 +70,6 @@ enum class BareKeyword { kEndsWithItem, kRunsOn };
 // mim_StrCaseCmp, for texts that are not terminated.
 [[nodiscard]] bool equal_names(std::string_view a, std::string_view b);
 
-// Whether a text that is not empty is a letter followed by letters, digits and "-".
-[[nodiscard]] bool is_domain_label(std::string_view label);
-
 }  // namespace mim
 
 #endif

@@ -14,6 +14,7 @@
 #include "frame.h"
 #include "mim.h"
 #include "text/ascii.h"
+#include "text/domain_label.h"
 #include "text/writer.h"
 
 namespace {
@@ -36,7 +37,7 @@ bool gather_labels(char *rest, MapAttributes &attributes) {
         if (label.length == 0) {
             continue;
         }
-        if (!mim::is_domain_label(label.view()) || attributes.level > mim::kLastSlot ||
+        if (!text::is_domain_label(label.view()) || attributes.level > mim::kLastSlot ||
             attributes.slots[mim::kLastSlot].text != nullptr) {
             return false;
         }

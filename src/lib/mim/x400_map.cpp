@@ -13,6 +13,7 @@
 #include "frame.h"
 #include "mim.h"
 #include "orn_field.h"
+#include "text/domain_label.h"
 #include "text/writer.h"
 
 namespace {
@@ -90,7 +91,7 @@ bool build_domain(const char *orn, const nm_index *index, const BestLine &best, 
         if (field.empty()) {
             continue;
         }
-        if (!mim::is_domain_label(field)) {
+        if (!text::is_domain_label(field)) {
             return false;
         }
         append(field);
