@@ -21,7 +21,7 @@ class Option;
 namespace tool {
 
 struct Command {
-    const CLI::App *app;                 // tells whether the subcommand was chosen
+    const CLI::App *app;                 // tells whether the subcommand was chosen, and none of its own
     std::function<void(Session &)> run;  // what it then does
 };
 

@@ -1,4 +1,5 @@
-// mim config: the settings of the home. config file: the four fields of ~/sys/config, shown and written.
+// mim config: the settings as they take effect. config file: the four fields of ~/sys/config, shown and
+// written.
 
 #include <array>
 #include <cstdint>
@@ -8,9 +9,11 @@
 #include "commands.h"
 #include "config_file.h"
 #include "home_files.h"
+#include "known_settings.h"
 #include "mim.h"
 #include "numbers.h"
 #include "rows.h"
+#include "settings.h"
 #include "text/ascii.h"
 
 namespace tool {
@@ -21,14 +24,12 @@ constexpr std::size_t kHexDigitsOfByte = 2;
 constexpr std::size_t kReservedDigits = kHexDigitsOfByte * MIM_RESERVED_SIZE;
 constexpr int kHexBase = 16;
 
-using Reserved = std::array<char, MIM_RESERVED_SIZE>;
-
 // The bytes that 8 hex digits stand for, or nothing.
-std::optional<Reserved> read_reserved(std::string_view digits) {
+std::optional<ReservedField> read_reserved(std::string_view digits) {
     if (digits.size() != kReservedDigits) {
         return std::nullopt;
     }
-    Reserved bytes{};
+    ReservedField bytes{};
     for (char &byte : bytes) {
         const auto code = read_number<std::uint8_t>(digits.substr(0, kHexDigitsOfByte), kHexBase);
         if (!code) {
@@ -40,16 +41,6 @@ std::optional<Reserved> read_reserved(std::string_view digits) {
     return bytes;
 }
 
-std::string format_reserved(const Reserved &bytes) {
-    std::string digits;
-    for (const char byte : bytes) {
-        const auto code = static_cast<unsigned char>(byte);
-        digits += text::kHexDigits[code >> 4U];
-        digits += text::kHexDigits[code & 0x0FU];
-    }
-    return digits;
-}
-
 // A character where the code is that of a visible one.
 std::string format_delimiter(std::int16_t code) {
     const bool is_visible = code > ' ' && code < '\x7F';
@@ -57,7 +48,7 @@ std::string format_delimiter(std::int16_t code) {
 }
 
 // A field's value as a row shows it.
-std::optional<std::string> shown(const std::optional<Reserved> &reserved) {
+std::optional<std::string> shown(const std::optional<ReservedField> &reserved) {
     return reserved ? std::optional{format_reserved(*reserved)} : std::nullopt;
 }
 std::optional<std::string> shown(std::optional<std::int16_t> number) {
@@ -96,7 +87,7 @@ Taken ask_library(Session &session) {
         int add_delimiter = 0;
         int t61 = 0;
         char delimiter = '\0';
-        Reserved reserved{};
+        ReservedField reserved{};
         std::int16_t style = 0;
         std::int16_t mode = 0;
         mim_SetDelimsAndLimits(&add_delimiter, &t61, &delimiter, reserved.data(), &style, &mode);
@@ -130,7 +121,12 @@ std::string find_reserved_fault(const std::string &digits) {
 
 void add_config(CLI::App &parent, std::vector<Command> &commands) {
     constexpr std::int16_t kLeastSetting = 1;  // the library takes one below for this one
-    CLI::App *config = add_family(parent, "config", "The settings of the home");
+    CLI::App *config =
+        add_command(parent, "config", "Show the settings as they take effect, and where each comes from");
+    commands.push_back({config, [](Session &session) {
+                            require_home({kCustomise, kConfig});
+                            show_settings(session);
+                        }});
     CLI::App *app = add_command(*config, "file", "Show the four fields of sys/config, or write some of them");
     const CLI::Option *delimiter =
         add_value(*app, "--delimiter", "C", "Write the attribute delimiter, ; or /", find_delimiter_fault);

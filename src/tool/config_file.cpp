@@ -17,6 +17,7 @@
 #include "ext.h"
 #include "home_files.h"
 #include "session.h"
+#include "text/ascii.h"
 
 namespace tool {
 
@@ -140,6 +141,16 @@ mode_t new_file_mode() {
 }
 
 }  // namespace
+
+std::string format_reserved(const ReservedField &bytes) {
+    std::string digits;
+    for (const char byte : bytes) {
+        const auto code = static_cast<unsigned char>(byte);
+        digits += text::kHexDigits[code >> 4U];
+        digits += text::kHexDigits[code & 0x0FU];
+    }
+    return digits;
+}
 
 ConfigFile::ConfigFile() : path_(config_path()) {
     const Descriptor file{open(path_.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC)};

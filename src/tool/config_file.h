@@ -12,9 +12,14 @@
 
 namespace tool {
 
+using ReservedField = std::array<char, MIM_RESERVED_SIZE>;
+
+// The field in hexadecimal digits.
+[[nodiscard]] std::string format_reserved(const ReservedField &bytes);
+
 // In the host's byte order; a field has no value where the file ends before it.
 struct ConfigFields {
-    std::optional<std::array<char, MIM_RESERVED_SIZE>> reserved;
+    std::optional<ReservedField> reserved;
     std::optional<std::int16_t> delimiter;
     std::optional<std::int16_t> style;
     std::optional<std::int16_t> mode;

@@ -12,6 +12,9 @@ inline constexpr const char *kGatewayMap = "~/sys/unixmap.gw";
 inline constexpr const char *kOutboundRules = "~/sys/unixout.rules";
 inline constexpr const char *kDomainMap = "~/sys/unixmap.out";
 inline constexpr const char *kConfig = "~/sys/config";
+inline constexpr const char *kMessages = "~/sys/messages";
+inline constexpr const char *kMailNodes = "~/sys/mailnodes";
+inline constexpr const char *kRoutes = "~/sys/routes";
 inline constexpr const char *kMimeTypes = "~/sys/mime.types";
 inline constexpr const char *kMimeCharsets = "~/sys/mime.cs";
 

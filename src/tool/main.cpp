@@ -105,7 +105,7 @@ void run(int argc, char **argv, Session &session) {
     try {
         apply_global_options(session);
         for (const Command &command : commands) {
-            if (command.app->parsed()) {
+            if (command.app->parsed() && command.app->get_subcommands().empty()) {
                 command.run(session);
             }
         }
