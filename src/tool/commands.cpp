@@ -99,7 +99,7 @@ const CLI::Option *add_file(CLI::App &app, const char *name, const char *descrip
                      [](const std::string &path) { return path.empty() ? "names no file" : ""; });
 }
 
-const CLI::Option *add_files(CLI::App &app, const char *name, const char *description) {
+CLI::Option *add_files(CLI::App &app, const char *name, const char *description) {
     // Read with Option::results: a typed target would take "{}" and "%%" for marks.
     return app.add_option(name)->type_size(1)->expected(0, -1)->allow_extra_args()->description(description);
 }

@@ -29,6 +29,8 @@ void add_to_x400(CLI::App &parent, std::vector<Command> &commands);
 void add_to_internet(CLI::App &parent, std::vector<Command> &commands);
 void add_explain(CLI::App &parent, std::vector<Command> &commands);
 void add_check(CLI::App &parent, std::vector<Command> &commands);
+void add_roundtrip(CLI::App &parent, std::vector<Command> &commands);
+void add_test(CLI::App &parent, std::vector<Command> &commands);
 void add_certificate(CLI::App &parent, std::vector<Command> &commands);
 void add_parse(CLI::App &parent, std::vector<Command> &commands);
 void add_rules(CLI::App &parent, std::vector<Command> &commands);
@@ -84,7 +86,7 @@ void depend(CLI::Option *option, CLI::Option *other);
 const CLI::Option *add_file(CLI::App &app, const char *name, const char *description);
 
 // Adds the positional arguments `name...`, files of which there may be none; items_of returns those given.
-const CLI::Option *add_files(CLI::App &app, const char *name, const char *description);
+CLI::Option *add_files(CLI::App &app, const char *name, const char *description);
 
 // Adds the positional arguments `name...`, the items of a subcommand, and returns those that were given.
 const CLI::Option *add_items(CLI::App &app, const char *name);

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 #include "session.h"
 
@@ -28,8 +29,9 @@ bool is_regular_file(int descriptor) {
 
 }  // namespace
 
-LineReader::LineReader(int descriptor, Output &rows)
+LineReader::LineReader(int descriptor, std::string name, Output &rows)
     : descriptor_(descriptor),
+      name_(std::move(name)),
       rows_(rows),
       may_wait_(!is_regular_file(descriptor)),
       buffer_(new char[kBufferSize]) {}
@@ -89,7 +91,7 @@ bool LineReader::fill() {
         count = read(descriptor_, buffer_.get() + end_, std::min(room, kReadSize));
     } while (count < 0 && errno == EINTR);
     if (count < 0) {
-        throw ToolError("standard input", errno);
+        throw ToolError(name_, errno);
     }
     end_ += static_cast<std::size_t>(count);
     return count > 0;
@@ -113,7 +115,7 @@ bool LineReader::skip_rest_of_line() {
 
 Items::Items(const std::vector<std::string> &arguments, Output &rows) : arguments_(arguments) {
     if (arguments.empty() || (arguments.size() == 1 && arguments.front() == "-")) {
-        lines_.emplace(STDIN_FILENO, rows);
+        lines_.emplace(STDIN_FILENO, kStandardInput, rows);
     }
 }
 

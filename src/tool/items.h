@@ -23,15 +23,17 @@ struct Item {
     bool cut;  // the line was longer than kMaxLine, and this is its beginning
 };
 
+inline constexpr const char *kStandardInput = "standard input";
+
 // Reads lines in large blocks. A carriage return before the newline is dropped, and the last line needs no
 // newline.
 class LineReader {
   public:
-    // Reads from `descriptor`. Unless that is a regular file, `rows` is flushed before each read, which may
-    // wait: whoever feeds the command line by line sees each answer.
-    LineReader(int descriptor, Output &rows);
+    // Reads from `descriptor`, the file `name`. Unless that is a regular file, `rows` is flushed before each
+    // read, which may wait: whoever feeds the command line by line sees each answer.
+    LineReader(int descriptor, std::string name, Output &rows);
 
-    // The next line, or nothing at the end. Throws ToolError when standard input cannot be read.
+    // The next line, or nothing at the end. Throws ToolError when the file cannot be read.
     std::optional<Item> next();
 
   private:
@@ -40,6 +42,7 @@ class LineReader {
     bool skip_rest_of_line();
 
     int descriptor_;
+    std::string name_;
     Output &rows_;
     bool may_wait_;
     bool in_cut_line_ = false;

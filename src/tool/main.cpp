@@ -81,6 +81,8 @@ void run(int argc, char **argv, Session &session) {
     add_to_internet(app, commands);
     add_explain(app, commands);
     add_check(app, commands);
+    add_roundtrip(app, commands);
+    add_test(app, commands);
     add_certificate(app, commands);
     add_parse(app, commands);
     add_rules(app, commands);

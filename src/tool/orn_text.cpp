@@ -24,23 +24,6 @@ std::string base_keyword(int field) {
     return {};
 }
 
-std::string keyword(int field) {
-    if (field == NM_INTERNET_ADDRESS) {
-        return "IA";
-    }
-    const bool is_t61 = field >= NM_T61;
-    std::string base = base_keyword(is_t61 ? field - NM_T61 : field);
-    if (base.empty()) {
-        return "FIELD." + std::to_string(field);
-    }
-    return is_t61 ? "T61." + base : base;
-}
-
-bool is_dda(int field) {
-    const int base = field >= NM_T61 ? field - NM_T61 : field;
-    return base >= NM_DDA1_TYPE && base <= NM_DDA4_VALUE;
-}
-
 // The domain-defined attributes whose first field is `first`.
 Json dda_array(const OrName &orn, int first) {
     Json array = Json::array();
@@ -58,8 +41,8 @@ Json fields_by_keyword(const OrName &orn) {
     Json fields = Json::object();
     for (int field = 0; field < NM_FIELD_COUNT; ++field) {
         const std::string_view text = field_text(orn, field);
-        if (!text.empty() && !is_dda(field)) {
-            fields[keyword(field)] = text;
+        if (!text.empty() && !is_dda_field(field)) {
+            fields[field_keyword(field)] = text;
         }
     }
     const Json ddas = dda_array(orn, NM_DDA1_TYPE);
@@ -74,6 +57,23 @@ Json fields_by_keyword(const OrName &orn) {
 }
 
 }  // namespace
+
+std::string field_keyword(int field) {
+    if (field == NM_INTERNET_ADDRESS) {
+        return "IA";
+    }
+    const bool is_t61 = field >= NM_T61;
+    std::string base = base_keyword(is_t61 ? field - NM_T61 : field);
+    if (base.empty()) {
+        return "FIELD." + std::to_string(field);
+    }
+    return is_t61 ? "T61." + base : base;
+}
+
+bool is_dda_field(int field) {
+    const int base = field >= NM_T61 ? field - NM_T61 : field;
+    return base >= NM_DDA1_TYPE && base <= NM_DDA4_VALUE;
+}
 
 std::string_view field_text(const OrName &orn, int field) {
     int length = 0;

@@ -3,6 +3,7 @@
 #define TOOL_ORN_TEXT_H
 
 #include <array>
+#include <string>
 #include <string_view>
 
 #include "nm.h"
@@ -19,6 +20,12 @@ struct OrName {
 
 // The text of a field, empty when it is absent; valid until the name changes.
 [[nodiscard]] std::string_view field_text(const OrName &orn, int field);
+
+// The keyword of a field in the text form of names.
+[[nodiscard]] std::string field_keyword(int field);
+
+// Whether a field, in its T.61 form too, is the type or the value of a domain-defined attribute.
+[[nodiscard]] bool is_dda_field(int field);
 
 // Reads an O/R name in text form. Returns false with the reason and its place in `fault` when it is none.
 [[nodiscard]] bool read_orn(const char *text, OrName &orn, std::string &fault);

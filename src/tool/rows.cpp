@@ -3,6 +3,8 @@
 
 #include "rows.h"
 
+#include <algorithm>
+
 #include "escape.h"
 #include "json_line.h"
 #include "mes.h"
@@ -53,17 +55,26 @@ void convert_item(Session &session, const Item &item, Conversion &conversion, An
     }
 }
 
+void append_columns_of_miss(std::string &out, const Answer &answer) {
+    if (answer.added > 0) {
+        out += answer.column;
+    }
+    out.append(answer.columns - std::max<std::size_t>(answer.added, 1), '\t');
+}
+
 void append_columns(std::string &out, const Item &item, const Answer &answer) {
     append_escaped(out, item.text, kColumnSpecials);
     out += '\t';
     if (answer.fault.empty()) {
         out += answer.column;
-        out += "\tok\n";
+        out += '\t';
+        append_escaped(out, answer.status, kColumnSpecials);
     } else {
+        append_columns_of_miss(out, answer);
         out += "\terror: ";
         append_escaped(out, answer.fault, kColumnSpecials);
-        out += '\n';
     }
+    out += '\n';
 }
 
 void append_block(std::string &out, const Item &item, const Answer &answer) {
@@ -85,7 +96,7 @@ void append_object(std::string &out, const Item &item, const Answer &answer) {
     row["input"] = item.text;
     if (answer.fault.empty()) {
         row["result"] = answer.result;
-        row["status"] = "ok";
+        row["status"] = answer.status;
     } else {
         row["result"] = nullptr;
         row["status"] = "error: " + answer.fault;
@@ -106,6 +117,13 @@ void Answer::set(std::string_view text) {
     }
 }
 
+void Answer::add_column(std::string_view text) {
+    if (!as_json) {
+        column += added++ > 0 ? "\t" : "";
+        append_escaped(column, text, kColumnSpecials);
+    }
+}
+
 void Answer::set_part(const char *name, std::string_view value) {
     if (as_json) {
         result[name] = value;
@@ -121,10 +139,12 @@ void Answer::set_part(const char *name, std::string_view value) {
 }
 
 void Answer::clear() {
+    added = 0;
     column.clear();
     lines.clear();
     result = nullptr;
     details = nullptr;
+    status = "ok";
     fault.clear();
 }
 
@@ -142,7 +162,7 @@ void append_row(Session &session, const Item &item, const Answer &answer) {
 
 void convert_items(Session &session, const std::vector<std::string> &arguments, Conversion &conversion) {
     Items items{arguments, session.rows};
-    Answer answer{session.json, conversion.writes_blocks()};
+    Answer answer{session.json, conversion.writes_blocks(), conversion.result_columns()};
     for (bool is_first = true; session.rows.error() == 0; is_first = false) {
         const std::optional<Item> item = items.next();
         if (!item) {

@@ -18,18 +18,25 @@ using Json = nlohmann::ordered_json;
 
 // What became of one item, in the form that the run asks for. Texts may hold any byte.
 struct Answer {
-    explicit Answer(bool json, bool block = false) : as_json(json), as_block(block && !json) {}
+    explicit Answer(bool json, bool block = false, std::size_t result_columns = 1)
+        : as_json(json), as_block(block && !json), columns(result_columns) {}
 
     bool as_json;
     bool as_block;
-    std::string column;  // the result column, escaped; empty in JSON
-    std::string lines;   // of a block: what stands between the item and the result, escaped
-    Json result;         // the member "result"; null in columns
-    Json details;        // an object whose members follow "status", or null
-    std::string fault;   // why there is no result, or empty
+    std::size_t columns;       // how many result columns a row has
+    std::size_t added = 0;     // how many of several it has by now
+    std::string column;        // the result columns, escaped; empty in JSON
+    std::string lines;         // of a block: what stands between the item and the result, escaped
+    Json result;               // the member "result"; null in columns
+    Json details;              // an object whose members follow "status", or null
+    std::string status{"ok"};  // of a row with a result
+    std::string fault;         // why there is no result, or empty
 
     // Makes `text` the result.
     void set(std::string_view text);
+
+    // Adds one of several result columns; those before a miss are shown. Nothing in JSON.
+    void add_column(std::string_view text);
 
     // Makes `value` the part `name` of a result of several: name="value" in the column.
     void set_part(const char *name, std::string_view value);
@@ -54,6 +61,9 @@ class Conversion {
     // Whether rows are blocks: the item, the lines of the answer, and "= " with the result or "error: " with
     // the reason; an empty line between two of them.
     [[nodiscard]] virtual bool writes_blocks() const { return false; }
+
+    // How many result columns a row has. Each answer then adds them.
+    [[nodiscard]] virtual std::size_t result_columns() const { return 1; }
 
     // Fills `answer`, which is clear, for `item`. Failures of the library pass through.
     virtual void convert(const char *item, Answer &answer) = 0;
