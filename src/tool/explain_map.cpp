@@ -16,6 +16,8 @@ namespace tool {
 
 namespace {
 
+constexpr text::CharSet kOddEnds = text::kWhiteSpace | text::CharSet{"."};  // of a key of the gateway map
+
 // A line KEY#VALUE#; without a value where no second separator ends it.
 struct MapLine {
     std::string key;
@@ -133,7 +135,6 @@ bool is_label_suffix(const std::string &domain, const std::string &key) {
 }
 
 void consider_entry(const MapLine &line, const std::string &domain, MapTrace &trace) {
-    const std::string trimmed{text::trim(line.key, text::kWhiteSpace | text::CharSet{"."})};
     if (is_label_suffix(domain, line.key)) {
         if (line.value) {
             trace.add_match(line, line.key.size());
@@ -142,8 +143,12 @@ void consider_entry(const MapLine &line, const std::string &domain, MapTrace &tr
         }
     } else if (is_end_of(domain, line.key)) {
         trace.add_near_miss(line, line.key.size(), "begins inside a label");
-    } else if (trimmed != line.key && !trimmed.empty() && is_label_suffix(domain, trimmed)) {
-        trace.add_near_miss(line, line.key.size(), "a blank or full stop at its end counts");
+    } else {
+        const std::string_view trimmed = text::trim(line.key, kOddEnds);
+        if (trimmed.size() < line.key.size() && !trimmed.empty() &&
+            is_label_suffix(domain, std::string{trimmed})) {
+            trace.add_near_miss(line, line.key.size(), "a blank or full stop at its end counts");
+        }
     }
 }
 
@@ -167,22 +172,6 @@ std::vector<std::string> items_of_key(std::string_view key) {
     return items;
 }
 
-// What would stand in the place of an item in a key that fits `orn`: nothing for a unit, for which all below
-// it would stand elsewhere.
-std::string fitting_item(const OrName &orn, const std::string &item) {
-    const std::string keyword = item.substr(0, item.find('$'));
-    for (std::size_t i = 0; i < kLevelKeywords.size(); ++i) {
-        if (mim_StrCaseCmp(keyword.c_str(), kLevelKeywords[i]) != 0) {
-            std::string value;
-            for (const char c : field_text(orn, kLevelFields[i])) {
-                value += c == '.' || c == '\\' ? std::string{'\\', c} : std::string{c};
-            }
-            return keyword + "$" + (value.empty() ? std::string{kUnset} : value) + ".";
-        }
-    }
-    return {};
-}
-
 // The item but for which a key that does not fit would, and the level that it would then reach; 0 when more
 // than one stands in the way.
 struct OddItem {
@@ -190,23 +179,82 @@ struct OddItem {
     int level = 0;
 };
 
-OddItem find_odd_item(OrName &orn, const std::string &key) {
-    const std::vector<std::string> items = items_of_key(key);
-    if (items.size() > kLevelFields.size()) {
+class NearMissSearch {
+  public:
+    explicit NearMissSearch(OrName &orn) : orn_(orn) {
+        for (std::size_t i = 0; i < kLevelKeywords.size(); ++i) {
+            for (const char c : field_text(orn, kLevelFields[i])) {
+                values_[i] += c == '.' || c == '\\' ? std::string{'\\', c} : std::string{c};
+            }
+            if (values_[i].empty()) {
+                values_[i] = kUnset;
+            }
+        }
+    }
+
+    [[nodiscard]] OddItem find(const std::string &key) const {
+        const std::vector<std::string> items = items_of_key(key);
+        if (items.size() > kLevelFields.size()) {
+            return {};
+        }
+        const std::size_t only = find_misfit(items);
+        for (std::size_t odd = 0; odd < items.size(); ++odd) {
+            if (only != kNone && odd != only) {
+                continue;
+            }
+            std::string changed;
+            for (std::size_t i = 0; i < items.size(); ++i) {
+                changed += i == odd ? fitting_item(items[i]) : items[i];
+            }
+            if (const int level = match_level(orn_, changed); level > 0) {
+                const std::size_t full_stop = odd + 1 < items.size() ? 1 : 0;
+                return {items[odd].substr(0, items[odd].size() - full_stop), level};
+            }
+        }
         return {};
     }
-    for (std::size_t odd = 0; odd < items.size(); ++odd) {
-        std::string changed;
-        for (std::size_t i = 0; i < items.size(); ++i) {
-            changed += i == odd ? fitting_item(orn, items[i]) : items[i];
-        }
-        if (const int level = match_level(orn, changed); level > 0) {
-            const std::size_t full_stop = odd + 1 < items.size() ? 1 : 0;
-            return {items[odd].substr(0, items[odd].size() - full_stop), level};
-        }
+
+  private:
+    static constexpr std::size_t kNone = ~std::size_t{0};
+    static constexpr std::size_t kSeveral = kNone - 1;
+
+    static std::size_t keyword_of(std::string_view item) {
+        const std::string keyword{item.substr(0, item.find('$'))};
+        const auto found = std::find_if(
+            kLevelKeywords.begin(), kLevelKeywords.end(),
+            [&keyword](const char *known) { return mim_StrCaseCmp(keyword.c_str(), known) != 0; });
+        return static_cast<std::size_t>(found - kLevelKeywords.begin());
     }
-    return {};
-}
+
+    // What would stand in the place of an item in a key that fits: nothing for a unit, for which all below it
+    // would stand elsewhere.
+    [[nodiscard]] std::string fitting_item(std::string_view item) const {
+        const std::size_t keyword = keyword_of(item);
+        return keyword < kLevelKeywords.size() ? kLevelKeywords[keyword] + ("$" + values_[keyword]) + "."
+                                               : "";
+    }
+
+    // The one item, units apart, that is clearly another than the name's; kNone without one. With several no
+    // single item is in the way.
+    [[nodiscard]] std::size_t find_misfit(const std::vector<std::string> &items) const {
+        std::size_t misfit = kNone;
+        for (std::size_t i = 0; i < items.size(); ++i) {
+            const std::size_t keyword = keyword_of(items[i]);
+            if (keyword == kLevelKeywords.size() || items[i].find('\\') != std::string::npos) {
+                continue;
+            }
+            const std::string_view value = std::string_view{items[i]}.substr(items[i].find('$') + 1);
+            if (const std::string_view sought = value.substr(0, value.find('.'));
+                !text::equal_ignoring_case(sought.empty() ? kUnset : sought, values_[keyword])) {
+                misfit = misfit == kNone ? i : kSeveral;
+            }
+        }
+        return misfit;
+    }
+
+    OrName &orn_;
+    std::array<std::string, kLevelKeywords.size()> values_;
+};
 
 void append_label(std::string &domain, std::string_view label) {
     if (!domain.empty()) {
@@ -264,6 +312,7 @@ bool explain_gateway_map(const std::string &domain, OrName &orn, Explanation &ex
 
 std::optional<std::string> explain_x400_map(OrName &orn, Explanation &explanation) {
     MapTrace trace{kDomainMap};
+    const NearMissSearch near_misses{orn};
     while (trace.lines().next()) {
         const std::string_view whole = trace.lines().view();
         const std::optional<MapLine> line = split(whole.substr(0, whole.find('\0')));
@@ -271,7 +320,7 @@ std::optional<std::string> explain_x400_map(OrName &orn, Explanation &explanatio
             continue;
         }
         if (const int level = match_level(orn, line->key); level == 0) {
-            if (const OddItem odd = find_odd_item(orn, line->key); odd.level > 0) {
+            if (const OddItem odd = near_misses.find(line->key); odd.level > 0) {
                 trace.add_near_miss(*line, static_cast<std::size_t>(odd.level), "but for " + odd.text);
             }
         } else if (line->value) {

@@ -16,7 +16,7 @@ namespace {
 constexpr int kShownApplications = 3;
 
 struct Rule {
-    std::string place;
+    const HomeLines &lines;  // in which it is the last one read
     std::string pattern;
     std::string replacement;
 };
@@ -61,7 +61,7 @@ class RulesTrace {
         if (stop_ == 0) {
             apply(rule);
         } else {
-            not_run_.push_back(rule.place + " " + rule.pattern);
+            not_run_.push_back(rule.lines.place() + " " + rule.pattern);
         }
     }
 
@@ -83,7 +83,6 @@ class RulesTrace {
     void apply(const Rule &rule) {
         const std::string_view mode = std::string_view{rule.replacement}.substr(0, kOnce.size());
         const bool repeats = mode != kOnce && mode != kOnceAndStop;
-        const std::string replacement = (repeats ? std::string{kOnce} : "") + rule.replacement;
         Step *step = nullptr;
         int count = 0;
         while (count < (repeats ? int{MIM_MAX_APPLICATIONS} : 1)) {
@@ -92,6 +91,7 @@ class RulesTrace {
                                      captures.lengths.data(), 0) == 0) {
                 break;
             }
+            const std::string replacement = (repeats ? std::string{kOnce} : "") + rule.replacement;
             const Json matched = captures.list();
             const std::string before = subject_.data();
             mim_ProcessRule(subject_.data(), rule.pattern.c_str(), replacement.c_str(), &stop_);
@@ -107,8 +107,10 @@ class RulesTrace {
 
     Step &add_step(const Rule &rule) {
         ++matched_;
-        Step &step = explanation_.add("rule", rule.place + " " + rule.pattern + " -> " + rule.replacement);
-        step.facts = {{"place", rule.place}, {"pattern", rule.pattern}, {"replacement", rule.replacement}};
+        Step &step =
+            explanation_.add("rule", rule.lines.place() + " " + rule.pattern + " -> " + rule.replacement);
+        step.facts = {
+            {"place", rule.lines.place()}, {"pattern", rule.pattern}, {"replacement", rule.replacement}};
         return step;
     }
 
@@ -145,7 +147,7 @@ std::string explain_rules(const char *path, const std::string &text, Explanation
         const std::string_view pattern = kRuleTokens.take(place);
         const std::string_view replacement = kRuleTokens.take(place);
         if (!replacement.empty()) {
-            trace.take({lines.place(), std::string{pattern}, std::string{replacement}});
+            trace.take({lines, std::string{pattern}, std::string{replacement}});
         }
     }
     trace.show_rest(path);

@@ -2,6 +2,7 @@
 
 #include "session.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -15,6 +16,13 @@ namespace tool {
 
 namespace {
 
+bool end_in_one_file(int one, int other) {
+    struct stat first {};
+    struct stat second {};
+    return fstat(one, &first) == 0 && fstat(other, &second) == 0 && first.st_dev == second.st_dev &&
+           first.st_ino == second.st_ino;
+}
+
 std::string error_text(int error) {
     return std::generic_category().message(error);
 }
@@ -27,7 +35,10 @@ ToolError::ToolError(const std::string &subject, int error)
 ToolError::ToolError(const std::string &subject, const char *reason)
     : std::runtime_error(subject + ": " + reason) {}
 
-Session::Session() : rows(STDOUT_FILENO), diagnostics_(STDERR_FILENO) {
+Session::Session()
+    : rows(STDOUT_FILENO),
+      diagnostics_(STDERR_FILENO),
+      is_one_stream_(end_in_one_file(STDOUT_FILENO, STDERR_FILENO)) {
     er_SetLogSink([](void *session, int severity,
                      const char *line) { static_cast<Session *>(session)->log(severity, line); },
                   this);
@@ -85,9 +96,11 @@ void Session::trace_event(const er_trace_event &event) {
     errno = error;
 }
 
-// Rows first: where both streams end in one terminal or file, each line stands where it belongs.
+// Rows first where both streams end in one terminal or file, so that each line stands where it belongs.
 void Session::write_diagnostic() {
-    rows.flush();
+    if (is_one_stream_) {
+        rows.flush();
+    }
     diagnostics_.flush();
 }
 

@@ -53,7 +53,8 @@ class Session {
     // Shows each call of the library on standard error from now on.
     void show_calls();
 
-    // Writes the line "mim: KIND: TEXT" on standard error, after the rows so far.
+    // Writes the line "mim: KIND: TEXT" on standard error; in a terminal or file that has the rows too, after
+    // those so far.
     void report(std::string_view kind, std::string_view text);
 
     void note(Exit exit);
@@ -112,6 +113,7 @@ class Session {
     void report_failure(std::string_view subject, const er_identity &failure);
 
     Output diagnostics_;
+    bool is_one_stream_;  // rows and diagnostics end in the same place
     CallTree call_tree_;
     std::optional<er_identity> raised_;  // the last failure since begin_step
     std::string logged_;                 // the last line of the log since then
