@@ -8,15 +8,21 @@ install(TARGETS mim-tool COMPONENT mim-tools)
 file(GLOB public_headers CONFIGURE_DEPENDS src/include/*.h src/lib/mim/mim.h)
 install(FILES ${public_headers} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/mim COMPONENT libmim-dev)
 
-foreach(section IN ITEMS 1 3 5)
+foreach(section IN ITEMS 1 5)
   file(GLOB pages CONFIGURE_DEPENDS docs/man/*.${section})
-  if(section EQUAL 3)
-    set(component libmim-dev)
-  else()
-    set(component mim-tools)
-  endif()
-  install(FILES ${pages} DESTINATION ${CMAKE_INSTALL_MANDIR}/man${section} COMPONENT ${component})
+  install(FILES ${pages} DESTINATION ${CMAKE_INSTALL_MANDIR}/man${section} COMPONENT mim-tools)
 endforeach()
+
+# Section 3 is made of mim.h.
+set(man3_dir ${PROJECT_BINARY_DIR}/man3)
+file(GLOB man3_sources CONFIGURE_DEPENDS docs/man/*.3 docs/man/*.3.in)
+add_custom_command(OUTPUT ${man3_dir}/mim.3
+  COMMAND tools/man-pages ${man3_dir}
+  DEPENDS tools/man-pages src/lib/mim/mim.h ${man3_sources}
+  WORKING_DIRECTORY ${PROJECT_SOURCE_DIR}
+  VERBATIM)
+add_custom_target(man ALL DEPENDS ${man3_dir}/mim.3)
+install(DIRECTORY ${man3_dir}/ DESTINATION ${CMAKE_INSTALL_MANDIR}/man3 COMPONENT libmim-dev)
 
 # Side by side as in the source tree, so that the links between them hold.
 set(doc_dir ${CMAKE_INSTALL_DATAROOTDIR}/doc/mim-tools)
