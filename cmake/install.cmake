@@ -29,6 +29,9 @@ set(doc_dir ${CMAKE_INSTALL_DATAROOTDIR}/doc/mim-tools)
 install(DIRECTORY examples DESTINATION ${doc_dir} COMPONENT mim-tools)
 install(DIRECTORY docs/admin DESTINATION ${doc_dir}/docs COMPONENT mim-tools)
 
+install(FILES completions/mim DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/bash-completion/completions
+  COMPONENT mim-tools)
+
 # Relative to mim.pc itself, so that the tree may be moved.
 set(pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 file(RELATIVE_PATH prefix_from_pkgconfig /${pkgconfig_dir} /)

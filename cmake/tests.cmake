@@ -2,7 +2,7 @@
 #   tests/*.cpp        mim-tests, one GoogleTest program
 #   tests/alone/*.cpp  a GoogleTest program each: they replace services, or need a process of their own
 #   tests/c/*.c        a C program each, good when it exits 0
-#   tests/tool/        golden cases of the mim command
+#   tests/tool/        golden cases of the mim command, and of the completion of its arguments
 #   tests/consumer/    a program outside the project that uses an installed copy
 #   tests/package/     the Debian packages: what they hold, installing and removing them
 include(CTest)
@@ -84,6 +84,8 @@ if(MIM_STAGED_INSTALL)
   add_test(NAME ${preset}.staged-install
     COMMAND ${PROJECT_SOURCE_DIR}/tests/consumer/run ${PROJECT_BINARY_DIR} ${PROJECT_SOURCE_DIR}/examples/home)
   set_tests_properties(${preset}.staged-install PROPERTIES TIMEOUT ${test_timeout} LABELS ${preset})
+  add_test(NAME ${preset}.completion COMMAND ${PROJECT_SOURCE_DIR}/tests/tool/completion $<TARGET_FILE:mim-tool>)
+  set_tests_properties(${preset}.completion PROPERTIES TIMEOUT ${test_timeout} LABELS ${preset})
   add_test(NAME ${preset}.packages COMMAND ${PROJECT_SOURCE_DIR}/tests/package/run ${PROJECT_BINARY_DIR})
   set_tests_properties(${preset}.packages PROPERTIES
     TIMEOUT ${test_timeout} LABELS ${preset} SKIP_RETURN_CODE 77)
