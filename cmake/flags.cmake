@@ -1,4 +1,4 @@
-# Every compiler and linker flag of the project stands here.
+# Every compiler and linker flag of the project stands here. tools/hardening reads them back from the binaries.
 # `mim-flags` carries what only our own code obeys (the warnings); the rest holds for GoogleTest too, which
 # is built from its sources with each preset's flags.
 include(CheckCXXSourceCompiles)
@@ -59,4 +59,8 @@ if(CMAKE_BUILD_TYPE STREQUAL "Release")
   endif()
   add_compile_options(-fstack-protector-strong -fstack-clash-protection -fcf-protection)
   add_link_options(LINKER:-z,relro,-z,now,-z,noexecstack)
+  if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|i.86)$")
+    # The linker keeps only the marks that every object has, and Debian's C start files have none.
+    add_link_options(LINKER:-z,ibt,-z,shstk)
+  endif()
 endif()
