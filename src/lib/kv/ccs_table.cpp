@@ -234,7 +234,7 @@ constexpr text::CharSet kUncounted{"-_.:"};
 constexpr std::size_t kMaxKey = 48;
 
 // What each character counts as; '\0' for none.
-constexpr auto kCounted = [] {
+constexpr auto kCounted = []() {
     std::array<char, text::kByteCount> counted{};
     for (std::size_t i = 0; i < counted.size(); ++i) {
         const auto c = static_cast<char>(i);

@@ -35,7 +35,7 @@ constexpr unsigned kMapWordBits = 32;
 static_assert(NM_FIELD_COUNT <= NM_MAP_WORDS * kMapWordBits);
 
 // What a stored byte becomes: the terminator and the separators become blanks.
-constexpr std::array<char, text::kByteCount> kStoredByte = [] {
+constexpr std::array<char, text::kByteCount> kStoredByte = []() {
     std::array<char, text::kByteCount> table{};
     for (std::size_t i = 0; i < table.size(); ++i) {
         const auto c = static_cast<char>(i);

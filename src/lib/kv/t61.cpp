@@ -88,7 +88,7 @@ constexpr KindNames kind_names(std::string_view charset) {
     return row;
 }
 
-constexpr auto kKindNames = [] {
+constexpr auto kKindNames = []() {
     std::array<KindNames, kDesignations.size() + 1> rows{kind_names(kAsciiCharset)};
     for (std::size_t i = 0; i < kDesignations.size(); ++i) {
         rows[i + 1] = kind_names(kDesignations[i].charset);

@@ -118,7 +118,7 @@ class Codes {
 static_assert(Codes::kSpill - 1 <= text::kWordEnd.size() + 1);
 
 // The usual state of safe_char in words, and the codes that come of it.
-constexpr auto kUsualSafe = [] {
+constexpr auto kUsualSafe = []() {
     std::array<int, text::kByteCount> safe{};
     for (std::size_t byte = ' '; byte <= '~'; ++byte) {
         safe[byte] = byte == '=' || byte == kQuestion || byte == kUnderscore ? 0 : 1;

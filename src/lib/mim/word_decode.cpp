@@ -43,7 +43,7 @@ constexpr char kBlank = '_';
 constexpr std::size_t kEscapeLength = 3;
 
 // What a character behind "=" counts as. Any character does, as if the letters went on behind F and before A.
-constexpr auto kHexValues = [] {
+constexpr auto kHexValues = []() {
     std::array<unsigned char, text::kByteCount> values{};
     for (std::size_t i = 0; i < values.size(); ++i) {
         const auto c = static_cast<char>(i);

@@ -67,7 +67,7 @@ inline constexpr std::string_view kHexDigits = "0123456789ABCDEF";
 inline constexpr unsigned kNoHexDigit = 0x100;
 
 namespace detail {
-inline constexpr auto kHexValues = [] {
+inline constexpr auto kHexValues = []() {
     std::array<std::uint16_t, kByteCount> values{};
     values.fill(kNoHexDigit);
     for (std::size_t i = 0; i < kHexDigits.size(); ++i) {

@@ -49,7 +49,7 @@ constexpr unsigned kSixBits = 0x3F;
 constexpr std::uint8_t kNoDigit = 0xFF;
 
 // The two characters of each run of twelve bits.
-inline constexpr auto kPairs = [] {
+inline constexpr auto kPairs = []() {
     std::array<std::array<char, 2>, 4096> pairs{};
     for (std::size_t i = 0; i < pairs.size(); ++i) {
         pairs[i] = {kAlphabet[i >> 6U], kAlphabet[i & kSixBits]};
@@ -58,7 +58,7 @@ inline constexpr auto kPairs = [] {
 }();
 
 // The six bits of each character, or kNoDigit.
-inline constexpr auto kDigits = [] {
+inline constexpr auto kDigits = []() {
     std::array<std::uint8_t, kByteCount> digits{};
     digits.fill(kNoDigit);
     for (std::size_t i = 0; i < kAlphabet.size(); ++i) {
@@ -108,7 +108,7 @@ inline std::size_t decode_plain(const char *in, std::size_t length, unsigned cha
 namespace detail {
 
 // For 16 groups, which bytes the four characters of each are in.
-inline constexpr auto kWideSpread = [] {
+inline constexpr auto kWideSpread = []() {
     constexpr std::array<std::size_t, kGroupCharacters> kOrder = {1, 0, 2, 1};
     std::array<std::uint8_t, 64> places{};
     for (std::size_t i = 0; i < places.size(); ++i) {
@@ -119,7 +119,7 @@ inline constexpr auto kWideSpread = [] {
 }();
 
 // For 16 groups of 24 bits, which stand in four bytes each with the lowest first, where their bytes are.
-inline constexpr auto kWideGather = [] {
+inline constexpr auto kWideGather = []() {
     std::array<std::uint8_t, 64> places{};
     for (std::size_t i = 0; i < places.size() / kGroupCharacters * kGroupBytes; ++i) {
         const std::size_t group = i / kGroupBytes * kGroupCharacters;

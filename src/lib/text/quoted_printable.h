@@ -111,7 +111,7 @@ struct Spread {
     std::array<char, 16> sources;
     std::size_t length;
 };
-inline constexpr auto kSpread = [] {
+inline constexpr auto kSpread = []() {
     std::array<Spread, 16> table{};
     for (std::size_t others = 0; others < table.size(); ++others) {
         auto &[sources, length] = table[others];
@@ -131,14 +131,14 @@ inline constexpr auto kSpread = [] {
 // For each high half of a byte, its bit in Codes::standing, and the hexadecimal digits: four times each, so
 // that whatever is above the half does not matter.
 constexpr std::size_t kHalves = 16;
-inline constexpr auto kHalfBits = [] {
+inline constexpr auto kHalfBits = []() {
     std::array<std::uint8_t, 4 * kHalves> bits{};
     for (std::size_t i = 0; i < bits.size(); ++i) {
         bits[i] = static_cast<std::uint8_t>(1U << i % kHalves);
     }
     return bits;
 }();
-inline constexpr auto kHalfDigits = [] {
+inline constexpr auto kHalfDigits = []() {
     std::array<char, 4 * kHalves> digits{};
     for (std::size_t i = 0; i < digits.size(); ++i) {
         digits[i] = kHexDigits[i % kHalves];
@@ -147,7 +147,7 @@ inline constexpr auto kHalfDigits = [] {
 }();
 
 constexpr std::size_t kTripled = 21;  // bytes that become at most 64 characters
-inline constexpr auto kThirds = [] {
+inline constexpr auto kThirds = []() {
     std::array<std::uint8_t, 64> thirds{};
     for (std::size_t i = 0; i < thirds.size(); ++i) {
         thirds[i] = static_cast<std::uint8_t>(i / kEncodedLength);

@@ -61,7 +61,7 @@ constexpr std::size_t kWideStep = 64;
 constexpr std::size_t kCompressed = 8;  // of which as many are moved together
 
 // For each set of places in kCompressed bytes, which byte comes first, second and so on of those that stay.
-inline constexpr auto kStaying = [] {
+inline constexpr auto kStaying = []() {
     std::array<std::array<std::uint8_t, kCompressed>, kByteCount> orders{};
     for (std::size_t set = 0; set < orders.size(); ++set) {
         std::size_t count = 0;
