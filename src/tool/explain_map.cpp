@@ -220,7 +220,7 @@ class NearMissSearch {
 
     static std::size_t keyword_of(std::string_view item) {
         const std::string keyword{item.substr(0, item.find('$'))};
-        const auto found = std::find_if(
+        const auto *const found = std::find_if(
             kLevelKeywords.begin(), kLevelKeywords.end(),
             [&keyword](const char *known) { return mim_StrCaseCmp(keyword.c_str(), known) != 0; });
         return static_cast<std::size_t>(found - kLevelKeywords.begin());
