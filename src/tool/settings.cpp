@@ -60,10 +60,10 @@ void for_each_line(const char *path,
     std::string place;
     while (lines.next()) {
         const std::string before = std::exchange(place, lines.place());
-        const std::string_view text = text::trim(lines.view(), text::kWhiteSpace);
-        if (place != before && lines.view().size() <= kMaxLineOfService && !text.empty() &&
-            text.front() != '#') {
-            visit(text, place);
+        const std::string_view line = text::trim(lines.view(), text::kWhiteSpace);
+        if (place != before && lines.view().size() <= kMaxLineOfService && !line.empty() &&
+            line.front() != '#') {
+            visit(line, place);
         }
     }
 }
@@ -214,10 +214,10 @@ class Settings {
         const std::string_view name{key};
         if (name == kMappingKey) {
             const bool is_on = conversion_.settings().mapping_on != 0;
-            const bool is_asked = is_truth(key) ? cust_PresentAndTrue(key) != 0 : inet_AutoIamOn() != 0;
-            const char *decides = is_truth(key) ? key : kAutoKey;
-            const std::string from = (decides == kAutoKey ? std::string{kAutoKey} + ", " : std::string{}) +
-                                     origin(decides, is_truth(decides));
+            const bool decides = is_truth(key);
+            const bool is_asked = decides ? cust_PresentAndTrue(key) != 0 : inet_AutoIamOn() != 0;
+            const std::string from =
+                decides ? origin(key) : kAutoKey + std::string{", "} + origin(kAutoKey, is_truth(kAutoKey));
             return row(key, yes_or_no(is_on),
                        is_on == is_asked ? from : from + ", but the directory cannot be asked");
         }
