@@ -85,7 +85,8 @@ __attribute__((target("avx2"), always_inline)) inline HexDigits hex_digits(__m25
         _mm256_sub_epi8(_mm256_or_si256(text, _mm256_set1_epi8('a' ^ 'A')), _mm256_set1_epi8('a'));
     const __m256i is_decimal = _mm256_cmpeq_epi8(_mm256_min_epu8(decimal, _mm256_set1_epi8(9)), decimal);
     const __m256i is_letter = _mm256_cmpeq_epi8(_mm256_min_epu8(letter, _mm256_set1_epi8(5)), letter);
-    return {_mm256_blendv_epi8(decimal, _mm256_add_epi8(letter, _mm256_set1_epi8(10)), is_letter),
+    // Of a digit one of the two is its value, and the other is greater.
+    return {_mm256_min_epu8(decimal, _mm256_add_epi8(letter, _mm256_set1_epi8(10))),
             _mm256_or_si256(is_decimal, is_letter)};
 }
 
@@ -150,7 +151,9 @@ __attribute__((target("avx2,popcnt"))) inline char *decode_avx2(std::string_view
         }
         const __m256i high_half =
             _mm256_and_si256(_mm256_slli_epi16(high.values, 4), _mm256_set1_epi8('\xF0'));
-        const __m256i bytes = _mm256_blendv_epi8(text, _mm256_or_si256(high_half, low.values), is_spelt);
+        // Not by a blend: with an unsigned plain char g++ 12 takes no mask of it for set.
+        const __m256i spelt_bytes = _mm256_and_si256(is_spelt, _mm256_or_si256(high_half, low.values));
+        const __m256i bytes = _mm256_or_si256(_mm256_andnot_si256(is_spelt, text), spelt_bytes);
         const __m128i first = _mm256_castsi256_si128(bytes);
         const __m128i second = _mm256_extracti128_si256(bytes, 1);
         const auto set = static_cast<std::uint32_t>(stays);
