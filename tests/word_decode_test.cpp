@@ -2,104 +2,19 @@
 
 #include <gtest/gtest.h>
 
-#include <optional>
 #include <random>
-#include <regex>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "cvc.h"
 #include "fresh_process.h"
-#include "inet.h"
 #include "mim.h"
+#include "word_reference.h"
 #include "work_string.h"
 
 namespace {
 
 using namespace std::string_literals;
-
-// The text converted; none when the status is worse than `worst`.
-std::optional<std::string> converted(const std::string &text, const std::string &from, const std::string &to,
-                                     int worst) {
-    char *result = nullptr;
-    std::int32_t length = 0;
-    const int status = cvc_CnvString(CVC_TEXT, 0, text.data(), mim::service_length(text.size()), from.c_str(),
-                                     to.c_str(), &result, &length, nullptr, 21);
-    return status == CVC_FAILED || status > worst
-               ? std::nullopt
-               : std::optional{std::string(result, static_cast<std::size_t>(length))};
-}
-
-std::string bytes_of_word(bool is_base64, const std::string &text) {
-    std::string bytes(is_base64 ? text.size() + 1 : 0, '\0');
-    std::int32_t length = 0;
-    if (is_base64) {
-        inet_base642bin(text.data(), mim::service_length(text.size()), bytes.data(), &length);
-        bytes.resize(static_cast<std::size_t>(length));
-        return bytes;
-    }
-    const auto value = [](char c) {
-        return c >= '0' && c <= '9' ? c - '0' : (c >= 'A' && c <= 'Z' ? c + 32 : c) - 87;
-    };
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        if (text[i] == '=' && i + 2 < text.size()) {
-            bytes += static_cast<char>(value(text[i + 1]) << 4 | value(text[i + 2]));
-            i += 2;
-        } else {
-            bytes += text[i] == '_' ? ' ' : text[i];
-        }
-    }
-    return bytes;
-}
-
-std::string equivalent(const std::string &charset) { return cvc_iconvCharsetEquiv(charset.c_str(), 0); }
-
-// The result's set, "|", and `out` with the result behind it.
-std::string decode_slowly(const std::string &text, std::string out, const std::string &charset, bool converts) {
-    static const std::regex word{R"(=\?([^?]*)\?([BbQq])\?([^?]*)\?=)"};
-    std::string current = equivalent(converts ? charset : "IA5");
-    std::string previous = current;
-    std::string held;
-    bool after_word = false;
-    bool is_first = true;
-    for (auto place = text.begin(); place != text.end();) {
-        if (after_word && " \t\n\v\f\r"s.find(*place) != std::string::npos) {
-            held += *place++;
-            continue;
-        }
-        std::smatch match;
-        after_word = std::regex_search(place, text.end(), match, word, std::regex_constants::match_continuous);
-        std::string piece = std::exchange(held, "") + (after_word ? match.str() : std::string{*place});
-        place += after_word ? match.length() : 1;
-        if (!after_word) {
-            const bool is_ascii = ccs_Is7BitAscii(piece.c_str(), -1) != 0;
-            out += is_ascii ? converted(piece, "IA5", current, CVC_CUT).value_or(piece) : piece;
-            continue;
-        }
-        const std::string set = equivalent(match.str(1).substr(0, match.str(1).find('*')).substr(0, 256));
-        std::string bytes = bytes_of_word(text::to_upper(match.str(2).front()) == 'B', match.str(3));
-        if (bytes.ends_with('\0') && bytes.find('\0') + 1 == bytes.size()) {
-            bytes.pop_back();
-        }
-        if (!converts) {
-            current = std::exchange(is_first, false) ? set : current;
-            if (!text::equal_ignoring_case(set, current) || bytes.find('\0') != std::string::npos) {
-                current = "UTF-8";
-            }
-            if (current != previous && !out.empty()) {
-                out = converted(out, previous, current, CVC_CUT).value_or(out).c_str();
-            }
-        }
-        const bool is_text = bytes.find('\0') == std::string::npos && converted(bytes, set, set, CVC_EXACT);
-        if (set != "UTF-8" || is_text) {
-            piece = converted(bytes, set, current, CVC_EXACT).value_or(charset == "DECODEIT" ? bytes : piece);
-        }
-        out += piece;
-        previous = current;
-    }
-    return current + "|" + out + held;
-}
 
 std::string decode(const std::string &text, const std::string &before, std::string charset, bool converts) {
     charset.resize(MIM_CHARSET_SIZE);

@@ -6,53 +6,13 @@
 #include <string>
 
 #include "fault_matrix.h"
-#include "inet.h"
 #include "mim.h"
+#include "word_reference.h"
 #include "work_string.h"
 
 namespace {
 
 using namespace std::string_literals;
-
-std::string word_of(char encoding, const std::string &text) {
-    std::string out(3 * text.size() + 3, '\0');
-    (encoding == 'Q' ? inet_text2Q : inet_bin2base64)(text.data(), static_cast<std::int32_t>(text.size()),
-                                                      out.data());
-    return "=?UTF-8?"s + encoding + "?" + out.c_str() + "?=";
-}
-
-// One character more at a time, for a text that does not fit.
-std::string truncate_slowly(const std::string &text, int size) {
-    const auto length = [](const std::string &piece) { return static_cast<int>(piece.size()); };
-    const int budget = size - 13;
-    if (budget >= 3 * length(text) || budget > 4 * length(text) / 3 + 4) {
-        return word_of(budget >= 3 * length(text) ? 'Q' : 'B', text);
-    }
-    std::vector<std::string> characters;
-    for (const char c : text) {
-        if (characters.empty() || (static_cast<unsigned char>(c) & 0xC0U) != 0x80U) {
-            characters.emplace_back();
-        }
-        characters.back() += c;
-    }
-    std::string taken;
-    std::size_t i = 0;
-    for (; length(taken + characters[i]) <= budget / 3; ++i) {
-        taken += characters[i];
-    }
-    std::string tried = taken;
-    for (; i + 1 < characters.size() && tried == taken; ++i) {
-        tried = taken + characters[i];
-        taken = length(word_of('Q', tried)) < size ? tried : taken;
-    }
-    if (budget <= 4 * length(tried) / 3 + 5) {
-        return word_of('Q', taken);
-    }
-    for (; budget > 4 * length(tried + characters[i]) / 3 + 5; ++i) {
-        tried += characters[i];
-    }
-    return word_of('B', tried);
-}
 
 std::string truncate(const std::string &value, std::size_t size) {
     const std::unique_ptr<char[]> out{new char[size]};
