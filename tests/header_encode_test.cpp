@@ -205,11 +205,11 @@ TEST(EncodeFold, KeepsTheLimitAroundLineEnds) {
     for (int i = 0; i < 20000; ++i) {
         std::string text;
         for (std::size_t size = 1 + random() % 60; text.size() < size;) {
-            text += "\n\n \t.-_x\r"[random() % 9];
+            text += "\n\n \t.-_x\r\x0E\x0F"[random() % 11];
         }
         const std::size_t limit = 8 + random() % 40;
         std::vector<char> out(limit + 1, '~');
-        ccs_descriptor descriptor = descriptor_of(i % 2 == 0 ? "UTF8" : "ISO2022_JP");
+        ccs_descriptor descriptor = descriptor_of(i % 2 == 0 ? "UTF8" : i % 3 == 0 ? "ISO2022_JP" : "ISO2022_KR");
         mim_EncodeFold(text.data(), static_cast<int>(text.size()), out.data(), static_cast<int>(limit), 1,
                        &descriptor, "QN"[random() % 2], 1, "x", static_cast<int>(random() % 2),
                        static_cast<int>(random() % 2));

@@ -317,8 +317,9 @@ class Word {
 
     [[nodiscard]] int weight_of(std::string_view bytes) const {
         if (!is_quoted_) {
-            const bool is_line_end = !form_.is_word() && bytes == "\n";
-            return is_line_end ? kPlainLineEndWeight : static_cast<int>(bytes.size());
+            // A shift may stand before the line end.
+            const bool has_line_end = !form_.is_word() && bytes.ends_with('\n');
+            return static_cast<int>(bytes.size()) + (has_line_end ? kPlainLineEndWeight - 1 : 0);
         }
         int weight = 0;
         for (const char c : bytes) {
