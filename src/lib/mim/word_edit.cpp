@@ -33,9 +33,8 @@ HeapText held_join;
 // A value decoded, in the set of its own.
 struct Decoded {
     explicit Decoded(const char *value) {
-        dstring_setLength(work.get(), mim::service_length(std::strlen(value) + 1));
         charset.front() = '\0';
-        mim_DecodeMimeCharStr(value, work.get()->data, charset.data());
+        mim_2047_to_string_and_cset_dstring(value, work.get(), charset.data(), 0);
     }
 
     [[nodiscard]] const char *text() const { return work.c_str(); }
