@@ -70,7 +70,8 @@ TEST(WordEdit, JoinsEncodesAndCompares) {
     const auto encoded = [](const std::string &row) { return encode_anew(row.substr(1), row.front()); };
     expect_cases(
         R"(Qa -> a | xa =?latin1?Q?a?= -> a =?latin1?Q?a?= | Q -> | bx =?latin1?Q?=E9?= -> =?ISO-8859-1?B?eCDp?=
-        q=?UTF-8?B?w6k=?= x -> =?UTF-8?Q?=C3=A9_x?= | b=?UTF-7?Q?a?=~06^9 -> =?UTF-7?B?YStBQVktK0FBWS0rQUFZLStBQVktK0FBWS0rQUFZLStBQVktK0FBWS0=?= =?UTF-7?B?K0FBWS0=?=)",
+        q=?UTF-8?B?w6k=?= x -> =?UTF-8?Q?=C3=A9_x?= | b=?UTF-7?Q?a?=~06^9 -> =?UTF-7?B?YStBQVktK0FBWS0rQUFZLStBQVktK0FBWS0rQUFZLStBQVktK0FBWS0=?= =?UTF-7?B?K0FBWS0=?=
+        q=?UTF-7?Q?a+ACMAIwAjACMAIwAjACMAIwAjACMAIwAjACMAIwAjACMAIwAjACMAIwAjACMAIwAj-?= b -> =?UTF-7?Q?a?= =?UTF-8?Q?=23=23=23=23=23=23=23=23=23=23=23=23=23=23=23=23=23=23=23=23=23?= =?UTF-8?Q?=23=23=23_b?=)",
         encoded);
     const auto compared = [](const std::string &pair) {
         return std::to_string(

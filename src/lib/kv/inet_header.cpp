@@ -8,6 +8,7 @@
 
 #include "ccs.h"
 #include "cvc.h"
+#include "heap_text.h"
 #include "inet.h"
 #include "text/ascii.h"
 #include "text/encoded_word.h"
@@ -21,6 +22,7 @@ constexpr std::size_t kMaxName = 40;                          // leaves a word r
 constexpr std::string_view kUnknownCharset = "UNKNOWN-8BIT";  // RFC 1428
 constexpr text::CharSet kNameCharacters = text::kLetters | text::kDigits | text::CharSet{"-_.:+()"};
 constexpr std::size_t kCodedLength = 3;
+constexpr const char *kUnicode = "UTF8";
 
 bool is_base64(char encoding) {
     return text::to_upper(encoding) == 'B';
@@ -75,6 +77,7 @@ class WordWriter {
         prefix_length_ = prefix.finish();
     }
 
+    [[nodiscard]] bool has_written() const { return has_written_; }
     [[nodiscard]] std::size_t frame() const { return prefix_length_ + text::kWordEnd.size(); }
 
     void write(std::string_view raw) {
@@ -144,6 +147,19 @@ class Units {
     bool is_first_ = true;
 };
 
+// A text from a run of UTF-7 on that no word can hold and that cannot be cut: in UTF-8, where every character
+// fits. Null when the service does not know the set.
+kv::HeapText convert_rest(std::string_view rest, const char *charset) {
+    char *converted = nullptr;
+    std::int32_t length = 0;
+    int set = 0;
+    int number = 0;
+    int extra = 0;
+    cvc_ConvertString(CVC_HEADER, 0, rest.data(), static_cast<std::int32_t>(rest.size()), charset, kUnicode,
+                      &converted, &length, &set, &number, &extra);
+    return kv::HeapText{converted};
+}
+
 }  // namespace
 
 void inet_encodeHeader(const char *charset, int /*flags*/, const char *text, char encoding, int32_t column,
@@ -159,6 +175,14 @@ void inet_encodeHeader(const char *charset, int /*flags*/, const char *text, cha
     for (std::string_view rest{text}; !rest.empty();) {
         const std::string_view unit = units.next(rest).substr(0, kMaxUnit);
         const int next_page = units.code_page();
+        if (word.view().empty() && word.length_with(unit, {}, base64) > room) {
+            if (const kv::HeapText converted = convert_rest(rest, charset)) {
+                dstring_append1(out, writer.has_written() ? " " : "");
+                inet_encodeHeader(kUnicode, 0, converted.get(), encoding, writer.has_written() ? 0 : column,
+                                  out);
+                return;
+            }
+        }
         if (is_empty || word.length_with(unit, units.closing(next_page), base64) <= limit) {
             word.append(unit);
             rest.remove_prefix(unit.size());
