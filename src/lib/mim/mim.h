@@ -181,12 +181,12 @@ enum {
 
 // Turns an Internet address (RFC 822) into an O/R name in `orn` and `index` (out).
 //
-// The surname is what the rules of ~/sys/unixin.rules make of it (mim_GetSurnameFromArpaORN); the routing
-// fields are those of the longest entry in ~/sys/unixmap.gw for its domain, else those of the customisation
-// key UAL_DEF_MIME_MN_OVERRIDE (in the character set UAL_DEF_MIME_MN_OVERRIDE_CS), else those of the default
-// mail node (for MIM_FLAG_TNEF the keys with TNEF and that gateway's node); DDA 1 is the type RFC-822
-// (ZTMEXT1 when UXI_DDATYPE_ZTMEXT begins with one of "TtYy1" or is empty) and the address exactly as
-// received.
+// The surname is what the rules of ~/sys/unixin.rules make of it (mim_GetSurnameFromArpaORN), without blanks
+// at its ends; the routing fields are those of the longest entry in ~/sys/unixmap.gw for its domain, else
+// those of the customisation key UAL_DEF_MIME_MN_OVERRIDE (in the character set UAL_DEF_MIME_MN_OVERRIDE_CS),
+// else those of the default mail node (for MIM_FLAG_TNEF the keys with TNEF and that gateway's node); DDA 1
+// is the type RFC-822 (ZTMEXT1 when UXI_DDATYPE_ZTMEXT begins with one of "TtYy1" or is empty) and the
+// address exactly as received.
 //
 // The domain is sought in the first MIM_MAX_TEXT characters; DDA 1 holds all of a longer address too, and one
 // that does not fit the O/R name is the failure (100, 905), with the fields stored by then. Passes failures
