@@ -1,13 +1,32 @@
-# libFuzzer: fuzz/NAME.cpp becomes the program fuzz-NAME. CTest runs each over its seeds, fuzz/corpus/NAME;
-# to search further, run the program with a directory for its finds and then that one.
-include(CTest)
-
+# The fuzz targets, fuzz/NAME.cpp, on what stands in fuzz/driver. With MIM_FUZZ each is a program of libFuzzer's,
+# fuzz-NAME; fuzz/run searches with them. Else all are one program, fuzz-replay, and CTest runs each target over
+# its seeds, fuzz/corpus/NAME.
 file(GLOB fuzz_sources CONFIGURE_DEPENDS fuzz/*.cpp)
+
+function(add_fuzz_program name)
+  add_executable(${name} ${ARGN} fuzz/driver/fuzz.cpp)
+  target_include_directories(${name} PRIVATE fuzz/driver tests)
+  target_compile_definitions(${name} PRIVATE MIM_EXAMPLES="${PROJECT_SOURCE_DIR}/examples")
+  target_link_libraries(${name} PRIVATE mim kv mim-private)
+endfunction()
+
+if(NOT MIM_FUZZ)
+  add_fuzz_program(fuzz-replay ${fuzz_sources} fuzz/driver/replay.cpp)
+  # Most of a target's build time is that of the headers.
+  set_target_properties(fuzz-replay PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 7)
+endif()
+cmake_path(GET PROJECT_BINARY_DIR FILENAME preset)
 foreach(source IN LISTS fuzz_sources)
   cmake_path(GET source STEM name)
-  add_executable(fuzz-${name} ${source})
-  target_link_libraries(fuzz-${name} PRIVATE mim kv mim-private)
-  target_link_options(fuzz-${name} PRIVATE -fsanitize=fuzzer)
-  add_test(NAME fuzz.${name} COMMAND fuzz-${name} -runs=0 ${PROJECT_SOURCE_DIR}/fuzz/corpus/${name})
-  set_tests_properties(fuzz.${name} PROPERTIES TIMEOUT 120 LABELS fuzz)
+  set(seeds ${PROJECT_SOURCE_DIR}/fuzz/corpus/${name})
+  if(MIM_FUZZ)
+    add_fuzz_program(fuzz-${name} ${source} fuzz/driver/search.cpp)
+    target_link_options(fuzz-${name} PRIVATE -fsanitize=fuzzer)
+    # The library is what is searched, not what it is held against.
+    target_compile_options(fuzz-${name} PRIVATE -fno-sanitize=all)
+    add_test(NAME ${preset}.fuzz.${name} COMMAND fuzz-${name} -runs=0 ${seeds})
+  else()
+    add_test(NAME ${preset}.fuzz.${name} COMMAND fuzz-replay ${name} ${seeds})
+  endif()
+  set_tests_properties(${preset}.fuzz.${name} PROPERTIES TIMEOUT 300 LABELS ${preset})
 endforeach()
