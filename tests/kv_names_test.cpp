@@ -76,9 +76,12 @@ TEST(AktCheckRoutable, TakesTheFirstLineThatFits) {
     EXPECT_EQ(log.take(), (LogEntries{skipped_line("routes:4", "it has no O/R name"),
                                       skipped_line("routes:5", "a part has no \"=\""),
                                       skipped_line("routes:6", "the node's name is longer than 64 characters")}));
-    home.write("routes", "ALL /\n");
+    home.write("routes", "SOME\0 /C=us/\nSOME /\0C=us/\nALL /\n"s);
     akt_route route;
     EXPECT_TRUE(akt_CheckRoutable("", &route));
+    EXPECT_STREQ(route.node, "ALL");
+    EXPECT_EQ(log.take(), (LogEntries{skipped_line("routes:1", "it holds a zero byte"),
+                                      skipped_line("routes:2", "it holds a zero byte")}));
 }
 
 TEST(ClReadDefMNode, GivesTheFirstNodeOfAType) {

@@ -70,9 +70,15 @@ void for_each_line(const char *path, void (*visit)(void *context, const HomeLine
             continue;
         }
         const std::string_view text = text::trim(line, kLineBlanks);
-        if (!text.empty() && text.front() != '#') {
-            visit(context, {text, number});
+        if (text.empty() || text.front() == '#') {
+            continue;
         }
+        // What stands behind one would be lost wherever a text of the line ends at its terminator.
+        if (text.find('\0') != std::string_view::npos) {
+            log_skipped_line(path, number, "it holds a zero byte");
+            continue;
+        }
+        visit(context, {text, number});
     }
 }
 

@@ -36,7 +36,7 @@ struct WordAndRest {
 
 // Calls `visit(context, line)` for each line of the file `path` that is neither blank nor a comment (`#`
 // first). A file that is missing has no lines; one that cannot be read is logged and has none from there on.
-// A line longer than kMaxHomeLine is logged and skipped.
+// A line longer than kMaxHomeLine, and one with a zero byte, is logged and skipped.
 void for_each_line(const char *path, void (*visit)(void *context, const HomeLine &line), void *context);
 
 template <typename Visit>
