@@ -381,8 +381,8 @@ MIM_EXPORT int mim_ConvORNToCertSMTP(const char *orn, char *out, int16_t directo
 MIM_EXPORT int mim_ConvMsgId(char *identifier, char *out);
 
 // Writes the time `time`, in seconds since 1970-01-01 00:00 UTC, as the RFC 822 date of a place
-// `offset_minutes` from UTC into `out` (MIM_DATE_SIZE bytes): Thu, 1 Jan 1970 00:00:00 +0000. Returns 1, or 0
-// with the empty text when there is no such date.
+// `offset_minutes` from UTC into `out` (MIM_DATE_SIZE bytes): Thu, 1 Jan 1970 00:00:00 +0000; cut to fit
+// where the offset is 100 hours or more. Returns 1, or 0 with the empty text when there is no such date.
 MIM_EXPORT int mim_ConvDateToArpa(uint32_t time, int16_t offset_minutes, char *out);
 
 // Returns 1 when `address` has a character outside comments, else 0: an empty text, comments alone, or a ")"
