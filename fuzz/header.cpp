@@ -62,6 +62,7 @@ FUZZ_TARGET(header) {
     constexpr std::array kSets{"IA5",        "UTF8",       "ISO8859_15", "T61INTL", "EUC_JP",
                                "SHIFT_JIS",  "EUC_KR",     "BIG5",       "GB2312",  "GB18030",
                                "ISO2022_JP", "ISO2022_KR", "ISO2022_CN", ""};
+    const std::size_t kind = in.below(3);
     const char *const set = kSets[in.below(kSets.size())];
     HeaderJob job{{}, "QBN"[in.below(3)], static_cast<int>(in.below(128)) - 2, in.flag(), in.flag(), ""};
     ccs_GetCSDescriptor(set, &job.charset);
@@ -69,18 +70,21 @@ FUZZ_TARGET(header) {
     const std::string value = in.text();
     const std::string other = in.text();
     job.name = is_named ? in.text() : "";
-    const auto [words, left] = words_of(value, job);
-    words_of(other, job);
-    fuzz::expect_equal(words_of(value, job).first, words, "words are the same after others");
-    check_service(value, job, job.limit < 0 ? 0 : static_cast<std::size_t>(job.limit));
-    const unsigned length = mim_GetEncLen(value.c_str(), job.mode);
-    if (job.mode == 'B') {
-        fuzz::expect(length == (value.size() + 2) / 3 * 4, "the length of base64 is told");
-        fuzz::expect(words.find_first_of("\r\n") == std::string::npos || is_named,
+    if (kind == 0) {
+        const std::string words = words_of(value, job).first;
+        words_of(other, job);
+        fuzz::expect_equal(words_of(value, job).first, words, "words are the same after others");
+        fuzz::expect(job.mode != 'B' || is_named || words.find_first_of("\r\n") == std::string::npos,
                      "no line end comes into words", words);
+        return;
     }
-    // The round trip of the same text as the service writes it: it may stand in other escapes. Those of no set are
-    // no text.
+    if (kind == 1) {
+        check_service(value, job, job.limit < 0 ? 0 : static_cast<std::size_t>(job.limit));
+    }
+    const unsigned length = mim_GetEncLen(value.c_str(), job.mode);
+    fuzz::expect(job.mode != 'B' || length == (value.size() + 2) / 3 * 4, "the length of base64 is told");
+    // The round trip of the same text as the service writes it: it may stand in other escapes. Those of no
+    // set are no text.
     const auto text = converted(value, set, "UTF8", CVC_EXACT);
     const auto raw = text ? converted(*text, "UTF8", set, CVC_EXACT) : std::nullopt;
     if (raw && job.mode != 'N' && !is_named && raw->find_first_of("\r\n") == std::string::npos &&

@@ -79,9 +79,10 @@ inline void expect_equal(std::string_view got, std::string_view want, const char
 // Runs `call`; false when a failure ended it.
 template <typename Call>
 bool succeeds(Call call) {
+    const er_environment *before = er_GetCurrEnv();
     const bool is_good = er_Try([](void *context) { (*static_cast<Call *>(context))(); }, &call) == 0;
     er_Clear();
-    expect(er_GetCurrEnv() == nullptr, "the environment chain is as before");
+    expect(er_GetCurrEnv() == before, "the environment chain is as before");
     return is_good;
 }
 
