@@ -37,4 +37,8 @@ foreach(source IN LISTS fuzz_sources)
     add_test(NAME ${preset}.fuzz.${name} COMMAND fuzz-replay ${name} ${seeds})
   endif()
   set_tests_properties(${preset}.fuzz.${name} PROPERTIES TIMEOUT 300 LABELS ${preset})
+  if(IS_DIRECTORY /dev/shm)
+    # The files of the homes are written for each case: not to a disk.
+    set_tests_properties(${preset}.fuzz.${name} PROPERTIES ENVIRONMENT TMPDIR=/dev/shm)
+  endif()
 endforeach()
