@@ -118,7 +118,7 @@ inline constexpr std::array kFaultKinds = std::to_array<FaultKind>({
     return kFaultKinds[static_cast<std::size_t>(fault)];
 }
 
-static_assert([] {
+static_assert([]() {
     for (std::size_t i = 0; i < kFaultKinds.size(); ++i) {
         if (kFaultKinds[i].fault != static_cast<Fault>(i)) {
             return false;
