@@ -141,8 +141,8 @@ MIM_EXPORT void mim_ProcessRule(char *subject, const char *pattern, const char *
 // length of what the n-th wildcard matched are stored in element n - 1 of `starts` and `lengths`
 // (MIM_CAPTURES elements each), counting `wildcards_passed` (from 0) wildcards as gone before; wildcards
 // after the ninth record nothing. Elements without a wildcard, and all when it does not match, stay as they
-// are. The time is bounded by the product of the two lengths. Up to a few hundred characters take no memory;
-// beyond, a block for the time of the call. Failure: memory exhausted.
+// are. The time is bounded by the product of the two lengths. A long subject with quotes or brackets takes a
+// block of memory for the time of the call. Failure: memory exhausted.
 MIM_EXPORT int mim_MatchRulePattern(const char *subject, const char *pattern, const char **starts,
                                     int *lengths, int wildcards_passed);
 

@@ -1,7 +1,11 @@
 // The pattern matcher of the rules.
 //
-// A pattern is literal runs with wildcards between them. The search is the plain one: each wildcard tries its
-// lengths from the shortest on, and the first that lets the rest of the pattern match wins. What the rest of
+// A pattern is literal runs with wildcards between them. Where a wildcard may end anywhere, in a subject
+// without quotes and brackets, the first place of each run behind the one before is as good as any, and the
+// last run stands at the end: one walk finds the match.
+//
+// Elsewhere each wildcard tries its lengths from the shortest on, and the first that lets the rest of the
+// pattern match wins. What the rest of
 // the pattern does from a place depends only on that place and the wildcard before it, so every place that a
 // wildcard has tried without success is remembered, and no wildcard tries a place twice. That bounds the time
 // by pattern length times subject length, whatever the pattern. The search keeps its own stack, one frame for
@@ -10,12 +14,15 @@
 #include "rule_pattern.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <utility>
 
 #include "frame.h"
 #include "mdc.h"
+#include "mim.h"
 #include "nesting.h"
 #include "text/ascii.h"
 
@@ -114,6 +121,69 @@ bool tail_matches(std::string_view subject, std::string_view pattern, const Patt
     return match_literals(subject, pattern, tail) == LiteralEnd::kPatternEnd;
 }
 
+// The first place from `place` on where `c` stands, in either case; the size when there is none.
+std::size_t find_character(std::string_view subject, char c, std::size_t place) {
+    if (!text::kLetters.contains(c)) {
+        return std::min(subject.find(c, place), subject.size());
+    }
+    const char wanted = text::to_upper(c);
+    while (place < subject.size() && text::to_upper(subject[place]) != wanted) {
+        ++place;
+    }
+    return place;
+}
+
+// Moves `at`, behind a wildcard, over the first literal run from there on, up to the next wildcard. Returns
+// where the run begins, or nothing when there is none.
+std::optional<std::size_t> find_run(std::string_view subject, std::string_view pattern, Place &at) {
+    if (is_wildcard(pattern, at.pattern)) {
+        return at.subject;
+    }
+    const char first = pattern[at.pattern];
+    const char wanted = first == '$' && pattern[at.pattern + 1] == '_' ? ' ' : first;
+    for (std::size_t begin = find_character(subject, wanted, at.subject); begin < subject.size();
+         begin = find_character(subject, wanted, begin + 1)) {
+        Place place{begin, at.pattern};
+        if (match_literals(subject, pattern, place) == LiteralEnd::kWildcard) {
+            at = place;
+            return begin;
+        }
+    }
+    return std::nullopt;
+}
+
+// Matches a pattern from its first wildcard on, which stands `at`, where wildcards may end anywhere. What
+// follows the last one is known to match at the end.
+bool match_anywhere(std::string_view subject, std::string_view pattern, const PatternShape &shape, Place at,
+                    const Captures &captures) {
+    struct Span {
+        std::size_t begin;
+        std::size_t end;
+    };
+    std::array<Span, MIM_CAPTURES> spans;  // NOLINT(*-member-init): filled as far as used
+    for (std::size_t wildcard = 0; wildcard < shape.wildcards; ++wildcard) {
+        const std::size_t begin = at.subject;
+        const std::size_t least = begin + (pattern[at.pattern + 1] == '+' ? 1 : 0);
+        std::optional<std::size_t> end = subject.size() - shape.tail_size;
+        at = {least, at.pattern + kPatternItem};
+        if (wildcard + 1 < shape.wildcards) {
+            end = least <= subject.size() ? find_run(subject, pattern, at) : std::nullopt;
+        }
+        if (!end || *end < least) {
+            return false;
+        }
+        if (wildcard < spans.size()) {
+            spans[wildcard] = {begin, *end};
+        }
+    }
+    const std::size_t room = std::min(captures.room - std::min(captures.first, captures.room), spans.size());
+    for (std::size_t i = 0; i < std::min(shape.wildcards, room); ++i) {
+        captures.starts[captures.first + i] = subject.data() + spans[i].begin;
+        captures.lengths[captures.first + i] = static_cast<int>(spans[i].end - spans[i].begin);
+    }
+    return true;
+}
+
 // One bit for each place of the subject, its end included, that a wildcard has tried.
 class TriedPlaces {
   public:
@@ -165,8 +235,17 @@ class WorkingWords {
 // length that is being tried ends) and next_ (where the next length ends).
 class Search {
   public:
-    Search(std::string_view subject, std::string_view pattern, std::size_t wildcards)
-        : Search(subject, pattern, wildcards, WildcardSteps::words_needed(subject)) {}
+    Search(std::string_view subject, std::string_view pattern, std::size_t wildcards, std::size_t step_words)
+        : subject_(subject),
+          pattern_(pattern),
+          row_size_(subject.size() / kWordBits + 1),
+          words_(step_words + std::uint64_t{wildcards} * (kWordsPerFrame + row_size_)),
+          steps_(subject, words_.take(step_words), step_words),
+          rest_(words_.take(wildcards)),
+          start_(words_.take(wildcards)),
+          place_(words_.take(wildcards)),
+          next_(words_.take(wildcards)),
+          tried_(words_.take(wildcards * row_size_), row_size_) {}
 
     // Whether the pattern matches from its first wildcard on, which stands `at`.
     [[nodiscard]] bool run(Place at) {
@@ -204,18 +283,6 @@ class Search {
 
   private:
     static constexpr std::uint32_t kNoPlace = static_cast<std::uint32_t>(-1);
-
-    Search(std::string_view subject, std::string_view pattern, std::size_t wildcards, std::size_t step_words)
-        : subject_(subject),
-          pattern_(pattern),
-          row_size_(subject.size() / kWordBits + 1),
-          words_(step_words + std::uint64_t{wildcards} * (kWordsPerFrame + row_size_)),
-          steps_(subject, words_.take(step_words), step_words),
-          rest_(words_.take(wildcards)),
-          start_(words_.take(wildcards)),
-          place_(words_.take(wildcards)),
-          next_(words_.take(wildcards)),
-          tried_(words_.take(wildcards * row_size_), row_size_) {}
 
     [[nodiscard]] std::uint32_t place_after(std::uint32_t place) const {
         return place < subject_.size() ? static_cast<std::uint32_t>(steps_.next(place)) : kNoPlace;
@@ -291,7 +358,11 @@ bool match_rule_pattern(std::string_view subject, std::string_view pattern, cons
     if (!tail_matches(subject, pattern, shape, at.subject)) {
         return false;
     }
-    Search search{subject, pattern, shape.wildcards};
+    const std::size_t step_words = WildcardSteps::words_needed(subject);
+    if (step_words == 0) {
+        return match_anywhere(subject, pattern, shape, at, captures);
+    }
+    Search search{subject, pattern, shape.wildcards, step_words};
     if (!search.run(at)) {
         return false;
     }
