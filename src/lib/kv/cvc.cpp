@@ -279,6 +279,7 @@ struct OutsideSet {
 // The calling thread's, with the rows made of them.
 struct OutsideSets {
     Ring<OutsideSet, kOutsideSets> sets;
+    Ring<OutsideSet, kOutsideSets> refused;  // names that are none, for the next word with such a one
     std::int64_t last_id = std::numeric_limits<std::int16_t>::max();  // beyond all numbers of the table
 };
 thread_local OutsideSets outside;
@@ -345,8 +346,13 @@ class NamedSet {
 
   private:
     void find_outside(std::string_view name) {
-        const OutsideSet *known = outside.sets.find(
-            [&](const OutsideSet &set) { return text::equal_ignoring_case(set.name.data(), name); });
+        const auto has_name = [name](const OutsideSet &set) {
+            return text::equal_ignoring_case(set.name.data(), name);
+        };
+        const OutsideSet *known = outside.sets.find(has_name);
+        if (known == nullptr && outside.refused.find(has_name) != nullptr) {
+            return;
+        }
         text::copy_text(name, outside_.name.data(), outside_.name.size());
         row_ = row_of(outside_.name.data());
         if (known != nullptr) {
@@ -358,6 +364,8 @@ class NamedSet {
             outside.last_id = outside_.id;
             outside.sets.add(outside_);
             set_ = {&row_, outside_.id};
+        } else {
+            outside.refused.add(outside_);
         }
     }
 
@@ -516,6 +524,7 @@ struct Outcome {
 // ---- Conversion with a converter ----
 
 constexpr std::string_view kSingleShift = "\x1BN";
+constexpr gunichar kNoCharacter = static_cast<gunichar>(-2);  // GLib's least word for none
 
 // One conversion: what was read, what came of it so far, and what was lost.
 class Conversion {
@@ -524,6 +533,10 @@ class Conversion {
                Output &output)
         : converter_(converter),
           source_(source),
+          bytes_((source.row->flags & CCS_FLAG_SINGLE) != 0 && !switches_state(*source.row)
+                     ? ByteTable::of(source)
+                     : nullptr),
+          is_plain_((bytes_ != nullptr || source.id == unicode().id) && is_plain_target(target)),
           forgets_shifts_(target.row->escapes == kv::Escapes::kCn),
           begin_(text.data()),
           rest_(text),
@@ -548,7 +561,7 @@ class Conversion {
                 slice = kSliceAfterLoss;
                 continue;
             }
-            const bool was_held_back = !flush();
+            const bool was_held_back = !is_plain_ && !flush();
             if (stop == Stop::kAtEnd) {
                 return outcome_;
             }
@@ -560,6 +573,10 @@ class Conversion {
                 const std::size_t length = character_length();
                 replace(rest_.data(), length);
                 rest_.remove_prefix(std::max<std::size_t>(length, 1));
+                while (is_plain_ && begins_no_character()) {
+                    replace(rest_.data(), 0);
+                    rest_.remove_prefix(1);
+                }
             }
             slice = kSliceAfterLoss;
         }
@@ -607,8 +624,32 @@ class Conversion {
         }
     }
 
+    // Whether nothing is held back for such a target, and a replacement is itself in it.
+    static bool is_plain_target(const Set &target) {
+        return target.id == unicode().id || target.row->shape == kv::Shape::kT61 ||
+               ((target.row->flags & CCS_FLAG_SINGLE) != 0 && (target.row->flags & CCS_FLAG_ASCII) != 0 &&
+                !switches_state(*target.row));
+    }
+
+    // Whether the next byte of a plain source is certain to begin no character.
+    [[nodiscard]] bool begins_no_character() const {
+        constexpr text::CharSet kNeverFirst =
+            text::CharSet::range('\x80', '\xC1') | text::CharSet{"\xFE\xFF"};  // RFC 3629, 3
+        if (rest_.empty() || static_cast<unsigned char>(rest_.front()) <= kMaxAscii) {
+            return false;
+        }
+        return bytes_ != nullptr ? (*bytes_)[rest_.front()].empty() : kNeverFirst.contains(rest_.front());
+    }
+
     // The bytes of the character at the front of the rest; 0 when there is none.
     [[nodiscard]] std::size_t character_length() const {
+        if (bytes_ != nullptr) {
+            return (*bytes_)[rest_.front()].empty() ? 0 : 1;
+        }
+        if (source_.id == unicode().id &&
+            g_utf8_get_char_validated(rest_.data(), static_cast<gssize>(rest_.size())) < kNoCharacter) {
+            return static_cast<std::size_t>(g_utf8_next_char(rest_.data()) - rest_.data());
+        }
         Converter *reader = find_converter(source_, unicode());  // every character has its equal there
         std::array<char, kMinOutputSize> ignored;                // NOLINT(*-member-init)
         for (std::size_t length = 1;
@@ -631,6 +672,10 @@ class Conversion {
             return;
         }
         note_loss(place, CVC_REPLACED);
+        if (is_plain_) {
+            output_.append(kReplacement);
+            return;
+        }
         std::string_view replacement = kReplacement;
         convert(replacement);
     }
@@ -645,6 +690,8 @@ class Conversion {
 
     Converter &converter_;
     const Set &source_;
+    const ByteTable *bytes_;  // of a source of single bytes
+    bool is_plain_;           // both sets have no state, and hold nothing back
     // iconv takes a single shift (of ISO-2022-CN) for a lasting one, and then leaves out the shift that the
     // next character needs: it has to begin anew behind each.
     bool forgets_shifts_;
