@@ -37,9 +37,9 @@ std::string quote_shortly(std::string_view text) {
 }
 
 bool check_line(CheckedFile &file, const LineFormat &format, const HomeLines &line) {
-    const int longest = format.capacity - (format.skips_long ? 2 : 1);
+    const int longest = format.capacity - (format.skips_bad ? 2 : 1);
     const std::string limit = "the line is longer than " + std::to_string(longest) + " characters";
-    if (format.skips_long) {
+    if (format.skips_bad) {
         if (line.is_full() && !line.is_rest()) {
             file.add(Fault::kLongLine, line.number(), limit + ", and is skipped");
         }
@@ -51,7 +51,12 @@ bool check_line(CheckedFile &file, const LineFormat &format, const HomeLines &li
                  limit + "; a further line is read: " + quote_shortly(line.view()));
     }
     if (line.view().find('\0') != std::string_view::npos) {
-        file.add(Fault::kZeroByte, line.number(), "nothing is read behind the byte 0");
+        file.add(Fault::kZeroByte, line.number(),
+                 format.skips_bad ? "the line holds a byte 0, and is skipped"
+                                  : "nothing is read behind the byte 0");
+        if (format.skips_bad) {
+            return false;
+        }
     }
     if (format.keeps_return && line.view().ends_with('\r')) {
         file.add(Fault::kCarriageReturn, line.number(),

@@ -50,7 +50,7 @@ class CheckedFile {
 // How a file treats its lines.
 struct LineFormat {
     int capacity;       // as HomeLines takes it
-    bool skips_long;    // a line longer than that is skipped, rather than read as several
+    bool skips_bad;     // a line that is longer, or holds a byte 0, is skipped rather than read in part
     bool keeps_return;  // a carriage return at the end is part of the last field
 };
 
