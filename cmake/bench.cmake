@@ -16,3 +16,11 @@ if(benchmark_FOUND AND bench_sources)
 else()
   message(STATUS "No Google Benchmark or no bench/*.cpp: mim-bench is left out")
 endif()
+
+# mim-cost: what hostile input costs, under valgrind (bench/cost/run).
+find_path(VALGRIND_INCLUDE_DIR valgrind/callgrind.h)
+if(VALGRIND_INCLUDE_DIR)
+  add_executable(mim-cost EXCLUDE_FROM_ALL bench/cost/cost.cpp)
+  target_include_directories(mim-cost SYSTEM PRIVATE ${VALGRIND_INCLUDE_DIR})
+  target_link_libraries(mim-cost PRIVATE mim kv mim-private)
+endif()
