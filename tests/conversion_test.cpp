@@ -273,16 +273,21 @@ TEST(Faults, EveryServiceCallMayFail) {
          }},
     };
     int total = 0;
+    int allocations = 0;
     for (const auto &row : rows) {
+        const char *const given_up = row.given_up != nullptr ? row.given_up : "-";
         for (const auto fault : {spy::Fault::kRecoverable, spy::Fault::kPersistent}) {
-            const int calls =
-                fail_every_call(row.name, fault, row.call, row.given_up != nullptr ? row.given_up : "-");
+            const int calls = fail_every_call(row.name, fault, row.call, given_up);
             EXPECT_GE(calls, row.least_calls) << row.name;
             total += calls;
         }
+        for (const auto fault : {spy::Fault::kAllocation, spy::Fault::kAllocations}) {
+            allocations += fail_every_call(row.name, fault, row.call, given_up);
+        }
     }
     dr_CloseDir(people);
-    std::cout << "failed " << total << " service calls, one at a time\n";
+    EXPECT_GT(allocations, 100);
+    std::cout << "failed " << total << " service calls and " << allocations << " allocations, one at a time\n";
 }
 
 // A failure while a file is read ends the reading; what was read before it counts.

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "er.h"
+#include "service_spy.h"
 
 // What `call` raised: runs it as a protected region; the failure that ended it, if one did, is disposed of.
 template <typename Call>
@@ -40,6 +41,7 @@ class LogCapture {
     LogCapture() {
         er_SetLogSink(
             [](void *context, int severity, const char *line) {
+                const spy::OwnMemory guard;
                 static_cast<LogCapture *>(context)->entries_.emplace_back(severity, line);
             },
             this);
@@ -76,6 +78,7 @@ class TraceCapture {
 
   private:
     void add(const er_trace_event &event) {
+        const spy::OwnMemory guard;
         if (event.function != nullptr) {
             const char *mark = event.kind == er_trace_event::ER_TRACE_ENTRY ? "> " : "< ";
             events.push_back(mark + std::string{event.function} + " " + std::to_string(event.trace_class));

@@ -32,7 +32,9 @@ inline int fail_every_call(const char *name, spy::Fault fault, const std::functi
                 }
             }
             EXPECT_EQ(er_GetCurrEnv(), nullptr) << name << " " << failed_call;
-            EXPECT_TRUE(!failure || is_failure(failure, spy::kFaultSet, spy::kFaultNumber)) << name << failed_call;
+            EXPECT_TRUE(!failure || is_failure(failure, spy::kFaultSet, spy::kFaultNumber) ||
+                        is_failure(failure, spy::kMemorySet, spy::kMemoryNumber))
+                << name << failed_call;
             EXPECT_EQ(calls_left_open.empty(), !failure) << name << " " << failed_call << " left " << calls_left_open;
             const std::string again = call();
             EXPECT_TRUE(again == normal || again == given_up) << name << " after " << failed_call << ": " << again;

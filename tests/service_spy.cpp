@@ -4,6 +4,8 @@
 
 #include <dlfcn.h>
 
+#include <cstdlib>
+#include <new>
 #include <type_traits>
 #include <utility>
 
@@ -32,12 +34,26 @@ struct State {
     spy::Fault fault = spy::Fault::kRecoverable;
     std::string failed;
     int inside = 0;  // depth of service calls: what a service calls itself is its own affair
+    int own = 0;     // depth of the test's own code in there
     std::vector<std::string> *error_calls = nullptr;
 };
 State state;
 
+bool is_of_memory(spy::Fault fault) { return fault == spy::Fault::kAllocation || fault == spy::Fault::kAllocations; }
+
+// Whether the allocation that comes is to fail.
+bool must_fail_allocation(const char *name) {
+    if (state.calls_to_fault == 0 || !is_of_memory(state.fault) || state.own > 0 || --state.calls_to_fault > 0) {
+        return false;
+    }
+    state.calls_to_fault = state.fault == spy::Fault::kAllocations ? 1 : 0;
+    const spy::OwnMemory guard;
+    state.failed = name;
+    return true;
+}
+
 void count_call(const char *name) {
-    if (state.inside > 0 || state.calls_to_fault == 0 || --state.calls_to_fault > 0) {
+    if (is_of_memory(state.fault) || state.inside > 0 || state.calls_to_fault == 0 || --state.calls_to_fault > 0) {
         return;
     }
     state.failed = name;
@@ -65,6 +81,15 @@ Result pass(const char *name, Result (* /*own*/)(Arguments...), std::type_identi
     count_call(name);
     const Inside guard;
     return real<Result(Arguments...)>(name)(arguments...);
+}
+
+// A call that allocates.
+template <typename Result, typename Argument>
+Result allocate(const char *name, Result (*own)(Argument), std::type_identity_t<Argument> argument) {
+    if (must_fail_allocation(name)) {
+        er_PersistentEscape(spy::kMemorySet, spy::kMemoryNumber, "spy", __LINE__);
+    }
+    return pass(name, own, argument);
 }
 
 // A call that releases something, and can fail after that.
@@ -99,6 +124,22 @@ std::string spy::end_fault() {
     return std::exchange(state.failed, {});
 }
 
+spy::OwnMemory::OwnMemory() { ++state.own; }
+spy::OwnMemory::~OwnMemory() { --state.own; }
+
+// The heap of the whole program; only what the services take can be made to fail.
+void *operator new(size_t size) {
+    if (state.inside > 0 && must_fail_allocation("operator new")) {
+        throw std::bad_alloc{};
+    }
+    if (void *block = std::malloc(size)) {
+        return block;
+    }
+    throw std::bad_alloc{};
+}
+void operator delete(void *block) noexcept { std::free(block); }
+void operator delete(void *block, size_t /*size*/) noexcept { std::free(block); }
+
 void spy::record_error_calls(std::vector<std::string> *calls) { state.error_calls = calls; }
 
 int os_fexists(const char *path) { return pass(__func__, os_fexists, path); }
@@ -118,15 +159,15 @@ int os_write(int descriptor, const void *bytes, int size) {
     return pass(__func__, os_write, descriptor, bytes, size);
 }
 int os_open(const char *path, int flags) { return pass(__func__, os_open, path, flags); }
-void *os_malloc(size_t size) { return pass(__func__, os_malloc, size); }
+void *os_malloc(size_t size) { return allocate(__func__, os_malloc, size); }
 void os_free(void *block) { release(__func__, os_free, block); }
-char *os_strdup(const char *text) { return pass(__func__, os_strdup, text); }
-void *os_MMGetSpace(int size) { return pass(__func__, os_MMGetSpace, size); }
+char *os_strdup(const char *text) { return allocate(__func__, os_strdup, text); }
+void *os_MMGetSpace(int size) { return allocate(__func__, os_MMGetSpace, size); }
 void os_MMFreeSpace(void *block) { release(__func__, os_MMFreeSpace, block); }
 int os_MCFindMessage(int number) { return pass(__func__, os_MCFindMessage, number); }
 void os_MCGetMessage(char *buffer, int length) { pass(__func__, os_MCGetMessage, buffer, length); }
 int os_gethostname(char *buffer, int size) { return pass(__func__, os_gethostname, buffer, size); }
-void *mdc_malloc(size_t size) { return pass(__func__, mdc_malloc, size); }
+void *mdc_malloc(size_t size) { return allocate(__func__, mdc_malloc, size); }
 void mdc_free(void *block) { release(__func__, mdc_free, block); }
 size_t mdc_strlcpy(char *to, const char *from, size_t size) { return pass(__func__, mdc_strlcpy, to, from, size); }
 int64_t mdc_lseek(int descriptor, int64_t offset, int origin) {

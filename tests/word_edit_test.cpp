@@ -102,6 +102,7 @@ TEST(WordEdit, PassesFailuresOn) {
     for (const auto &[name, call] : calls) {
         const auto traced = [&c = call] { return mim::traced<mim::TraceClass::kMain>("call", c); };
         EXPECT_GE(fail_every_call(name, spy::Fault::kPersistent, traced), 17) << name;
+        EXPECT_GE(fail_every_call(name, spy::Fault::kAllocations, traced), 2) << name;
     }
 }
 
