@@ -182,6 +182,26 @@ TEST(DecodeMimeFile, EqualsThePlainDecoder) {
     }
 }
 
+// Every text of up to six characters of padding, and each count before lines of up to a hundred characters.
+TEST(DecodeMimeFile, DecodesAnyPaddingAndCount) {
+    for (const char *encoding : {"base64", "quoted-printable"}) {
+        for (std::size_t n = 0; n < 1 + 5 + 25 + 125 + 625 + 3125 + 15625; ++n) {
+            Part part{encoding, ""};
+            for (std::size_t rest = n; rest > 0; rest = (rest - 1) / 5) {
+                part.in += "A= \n\xFF"[(rest - 1) % 5];
+            }
+            ASSERT_EQ(decode(part), Reference{part}.run()) << part;
+        }
+    }
+    for (std::string line = "\n#86)C\n`\nend\n"; line.size() < 114;
+         line.insert(0, 1, "!8 6)\xFF`C"[line.size() % 8])) {
+        for (int count = 0; count < 256; ++count) {
+            const Part part{"x-uuencode", "begin 644 f\n" + (static_cast<char>(count) + line)};
+            ASSERT_EQ(decode(part), Reference{part}.run()) << part;
+        }
+    }
+}
+
 std::string encoded(std::string_view body, const char *encoding, int crlf) {
     const Descriptor file = memory_file();
     mim_EncodeMimeFile(memory_file(body), file, encoding, "--b", crlf);
