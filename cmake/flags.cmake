@@ -48,8 +48,9 @@ else()
 endif()
 
 if(MIM_COVERAGE)
-  add_compile_options(--coverage)
-  add_link_options(--coverage)
+  add_compile_options(-fprofile-instr-generate -fcoverage-mapping)
+  add_link_options(-fprofile-instr-generate)
+  add_compile_definitions(MIM_COVERAGE)
 endif()
 
 if(CMAKE_BUILD_TYPE STREQUAL "Release")

@@ -6,9 +6,9 @@
 //   only where that is said. Buffers of one call must not overlap. The capacities that are given count the
 //   terminator; no function ever writes beyond them.
 // - Letter case, white space and letters are those of ASCII, whatever the locale.
-// - A CR or LF in an argument is an ordinary character too, and comes out where its text does; an address that
-//   is made of an O/R name has none. Nothing that stands for a CR, LF or NUL in another form becomes one but by
-//   the decoders: of header words, xtext, message identifiers and bodies.
+// - A CR or LF in an argument is an ordinary character too, and comes out where its text does; an address
+//   that is made of an O/R name has none. What stands for a CR, LF or NUL in another form becomes one only
+//   by the decoders: of header words, xtext, message identifiers and bodies.
 // - Malformed text is no failure: it gives the result that is stated. A failure (er.h) comes from a service
 //   below, such as a file that cannot be read or memory exhausted, and unwinds to the caller's handler; a C
 //   program calls through er_Try, or the failure ends the process. "Passes failures on" means that nothing of
