@@ -23,6 +23,7 @@ std::set<std::string> opened_sets;
 
 }  // namespace
 
+// NOLINTNEXTLINE(*-declaration-parameter-name): the C library's are reserved
 iconv_t iconv_open(const char *to, const char *from) {
     opened_sets.insert({to, from});
     return reinterpret_cast<decltype(&iconv_open)>(dlsym(RTLD_NEXT, "iconv_open"))(to, from);
@@ -273,7 +274,7 @@ TEST(BugClasses, IconvSeesPlainNamesOnly) {
                  [](const std::string &label) {
                      for (const Function &function : kFunctions) {
                          function(label);
-                         function("=?" + label + "?Q?=E9?= =?" + label + "*en?B?6Q==?= =?x?Q?=E9?=");
+                         function(std::string{"=?"}.append(label).append("?Q?=E9?= =?x?B?6Q==?="));
                      }
                      mim_GetTextEncoding('N', label.c_str());
                      return std::to_string(opened_sets.count(label));
@@ -296,10 +297,8 @@ TEST(BugClasses, NoCallLeavesAnythingToTheNext) {
             calls.emplace_back([cut] { return written(50, cut); });
         }
     }
-    std::vector<std::string> want;
-    for (const auto &call : calls) {
-        want.push_back(in_fresh_process(call));
-    }
+    std::vector<std::string> want(calls.size());
+    std::ranges::transform(calls, want.begin(), [](const auto &call) { return in_fresh_process(call); });
     std::mt19937 random{11};
     for (int i = 0; i < 20'000; ++i) {
         const std::size_t n = random() % calls.size();
