@@ -24,3 +24,9 @@ if(VALGRIND_INCLUDE_DIR)
   target_include_directories(mim-cost SYSTEM PRIVATE ${VALGRIND_INCLUDE_DIR})
   target_link_libraries(mim-cost PRIVATE mim kv mim-private)
 endif()
+
+# mim-soak: does it keep its size (bench/soak/run). The service calls that fail are those of the tests.
+add_executable(mim-soak EXCLUDE_FROM_ALL bench/soak/soak.cpp tests/service_spy.cpp)
+target_include_directories(mim-soak PRIVATE tests)
+target_link_libraries(mim-soak PRIVATE mim kv mim-private)
+set_target_properties(mim-soak PROPERTIES ENABLE_EXPORTS ON)
