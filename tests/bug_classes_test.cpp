@@ -101,23 +101,30 @@ TEST(EveryText, OfDelimitersIsScanned) {
 TEST(EveryText, InANameStaysInTheLocalPart) {
     const TempHome home{{"customise", "HOSTNAME=h\n"}, {"unixmap.out", "C$us#h.x#\n"}};
     Parts parts(5, std::vector<char>(MIM_ADDRESS_SIZE));
-    for (std::int16_t mode = 1; mode <= 3; ++mode) {
-        expect_every(kDelimiters, 4, [&](std::string_view text) {
-            const std::string orn = text.data() + std::string(9, '\x1D') + "us";
-            std::array<char, MIM_TEXT_SIZE> out{};
-            mim_ConvORNToArpaORN(orn.c_str(), out.data(), 0, "", 0, 0, "", 0, mode, 3, '/', 0, 1);
-            parse(out.data(), parts);
-            return std::strcmp(parts[4].data(), "h.x") == 0 && std::strcmp(parts[1].data(), out.data()) == 0;
-        });
-    }
+    in_fresh_process([&] {
+        for (std::int16_t mode = 1; mode <= 3; ++mode) {
+            expect_every(kDelimiters, 4, [&](std::string_view text) {
+                const std::string orn = text.data() + std::string(9, '\x1D') + "us";
+                std::array<char, MIM_TEXT_SIZE> out{};
+                mim_ConvORNToArpaORN(orn.c_str(), out.data(), 0, "", 0, 0, "", 0, mode, 3, '/', 0, 1);
+                parse(out.data(), parts);
+                return std::strcmp(parts[4].data(), "h.x") == 0 && std::strcmp(parts[1].data(), out.data()) == 0;
+            });
+        }
+        return "";
+    });
 }
 
 TEST(EveryText, MakesAFileNameThatStaysWhereItIs) {
-    expect_every("/\\.:~a \x01\xFF", 6, [](std::string_view text) {
-        std::string name = mim_MakeFname8dot3(text.data(), 7);
-        const std::size_t dot = name.find('.');
-        const bool is_good = dot <= 8 && name.size() <= dot + 5 && name != "." && name != "..";
-        return is_good && std::ranges::all_of(name.erase(dot, 1), [](char c) { return mim_ValidFnameChar(c) == 1; });
+    in_fresh_process([&] {
+        expect_every("/\\.:~a \x01\xFF", 6, [](std::string_view text) {
+            std::string name = mim_MakeFname8dot3(text.data(), 7);
+            const std::size_t dot = name.find('.');
+            const bool is_good = dot <= 8 && name.size() <= dot + 5 && name != "." && name != "..";
+            return is_good &&
+                   std::ranges::all_of(name.erase(dot, 1), [](char c) { return mim_ValidFnameChar(c) == 1; });
+        });
+        return "";
     });
 }
 
@@ -217,7 +224,7 @@ struct Home : TempHome {
 // "FUNCTION TEXT" and the length of what is made of it: a character before the limit, at it, and behind it.
 TEST(BugClasses, LimitsHoldFromBothSides) {
     const Home home;
-    expect_cases(
+    expect_fresh(
         R"(parse a^1022 -> 1022 | parse a^1023 -> 1023 | parse a^1024 -> 1023 | surname a^39 -> 39 | surname a^40 -> 40
         surname a^41 -> 40 | unquote a^1023" -> 1023 | unquote a^1024" -> 1024 | unquote "a^1025 -> 1024 | rule a^2046 -> 2047
         rule a^2047 -> 2048 | rule a^2048 -> 2048 | rules a^1023 -> 1023 | rules a^1024 -> 1024 | rules a^1025 -> 0
@@ -235,15 +242,19 @@ TEST(BugClasses, LimitsHoldFromBothSides) {
             const auto &function = *std::ranges::find(kFunctions, text.substr(0, blank), &Function::name);
             return std::to_string(function(text.substr(blank + 1)).size());
         });
-    for (const int n : {INT_MAX, INT_MAX - 1, INT_MIN, INT_MIN + 1, -1}) {
-        const auto made = [](auto call) { return written(kAmple, call); };
-        EXPECT_EQ(made([n](char *out) { fold("abc", out, "UTF8", 'Q', n, "x"); }), n > 0 ? "=?x?Q?abc?=" : "");
-        EXPECT_EQ(made([n](char *out) { encode_anew("=?IA5?Q?=41?=", out, n); }), "=?US-ASCII?Q?A?=");
-        EXPECT_EQ(made([n](char *out) { mim_truncate_2047_string("abc", static_cast<unsigned>(n), out); }), "abc");
-        const char *start = nullptr;
-        EXPECT_EQ(mim_MatchRulePattern("ab", "$*b", &start, &number, (n & INT_MAX) | MIM_CAPTURES), 1);
-        EXPECT_EQ(start, nullptr);
-    }
+    in_fresh_process([&] {
+        for (const int n : {INT_MAX, INT_MAX - 1, INT_MIN, INT_MIN + 1, -1}) {
+            const auto made = [](auto call) { return written(kAmple, call); };
+            EXPECT_EQ(made([n](char *out) { fold("abc", out, "UTF8", 'Q', n, "x"); }), n > 0 ? "=?x?Q?abc?=" : "");
+            EXPECT_EQ(made([n](char *out) { encode_anew("=?IA5?Q?=41?=", out, n); }), "=?US-ASCII?Q?A?=");
+            EXPECT_EQ(made([n](char *out) { mim_truncate_2047_string("abc", static_cast<unsigned>(n), out); }),
+                      "abc");
+            const char *start = nullptr;
+            EXPECT_EQ(mim_MatchRulePattern("ab", "$*b", &start, &number, (n & INT_MAX) | MIM_CAPTURES), 1);
+            EXPECT_EQ(start, nullptr);
+        }
+        return "";
+    });
 }
 
 // A line end or zero byte comes out only where a function's description has it so, be it written raw, encoded in any
@@ -255,14 +266,17 @@ TEST(BugClasses, NoTextInjectsALine) {
         e -> =?UTF-7?Q?a+AA0ACg-Bcc:b?= | e -> =?IA5?Q?=00a?= | e -> =?IA5?B?DQo=?= | e -> =?UTF-8?Q?a=C4=8D=C4=8A?= | e -> a+0D+0AB
         e -> (a)(013)(010) | e -> (a)(000)b | e -> a\x0d\x0aBcc | e -> a=0D=0A=00b | e -> a%0D%0A%00b | e -> a{013}#010#
         e -> a~C4~8D~C4~8A | e -> a~E5~98~8A~E5~98~8D | e -> a~C0~8D~C0~8A | e -> a~1B~4D~1B~4A | e -> ~E2~80~A8~C2~85~8A~8D)");
-    for (const Function &function : kFunctions) {
-        std::string passed;
-        for (const auto &[form, text] : rows) {
-            const bool passes = function(text).find_first_of("\r\n") != std::string::npos;
-            passed += passes && passed.find(form) == std::string::npos ? form : "";
+    in_fresh_process([&] {
+        for (const Function &function : kFunctions) {
+            std::string passed;
+            for (const auto &[form, text] : rows) {
+                const bool passes = function(text).find_first_of("\r\n") != std::string::npos;
+                passed += passes && passed.find(form) == std::string::npos ? form : "";
+            }
+            EXPECT_EQ(passed, function.may_pass) << function.name;
         }
-        EXPECT_EQ(passed, function.may_pass) << function.name;
-    }
+        return "";
+    });
 }
 
 TEST(BugClasses, IconvSeesPlainNamesOnly) {
@@ -299,14 +313,17 @@ TEST(BugClasses, NoCallLeavesAnythingToTheNext) {
     }
     std::vector<std::string> want(calls.size());
     std::ranges::transform(calls, want.begin(), [](const auto &call) { return in_fresh_process(call); });
-    std::mt19937 random{11};
-    for (int i = 0; i < 20'000; ++i) {
-        const std::size_t n = random() % calls.size();
-        spy::fail_call(i % 4 == 0 ? static_cast<int>(1 + random() % 12) : 0, spy::Fault::kRecoverable);
-        std::string made;
-        failure_of([&] { made = calls[n](); });
-        EXPECT_TRUE(!spy::end_fault().empty() || made == want[n]) << n << made;
-    }
+    in_fresh_process([&] {
+        std::mt19937 random{11};
+        for (int i = 0; i < 20'000; ++i) {
+            const std::size_t n = random() % calls.size();
+            spy::fail_call(i % 4 == 0 ? static_cast<int>(1 + random() % 12) : 0, spy::Fault::kRecoverable);
+            std::string made;
+            failure_of([&] { made = calls[n](); });
+            EXPECT_TRUE(!spy::end_fault().empty() || made == want[n]) << n << made;
+        }
+        return "";
+    });
 }
 
 }  // namespace
