@@ -452,7 +452,7 @@ int main(int argc, char **argv) {
 
     constexpr std::int64_t kWarm = 100'000;
     constexpr std::int64_t kStep = 1'000'000;
-    constexpr std::ptrdiff_t kSlack = 4096;
+    constexpr std::ptrdiff_t kSlack = 16384;
     const std::int64_t calls = argc > 2 ? std::atoll(argv[2]) : 10 * kStep;
     const auto begin = std::chrono::steady_clock::now();
     std::int64_t failed = 0;
