@@ -117,7 +117,7 @@ class SetName {
                                                    : charset.substr(0, charset.find(kLanguageMark))};
     }
 
-    SetName(const SetName &other) { *this = other; }
+    SetName(const SetName &other) = delete;
     SetName &operator=(const SetName &other) {
         if (this != &other) {
             const bool is_own = other.text_ == other.own_.data();
