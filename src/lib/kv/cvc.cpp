@@ -457,7 +457,7 @@ bool append_by_table(std::string_view text, const ByteTable &table, Output &outp
         return append_short_by_table(text, table, output);
     }
     while (!text.empty()) {
-        const std::size_t ascii = text::ascii_length<false>(text);
+        const std::size_t ascii = text::ascii_length(text);
         output.append(text.substr(0, ascii));
         text.remove_prefix(ascii);
         for (; !text.empty() && static_cast<unsigned char>(text.front()) > kMaxAscii; text.remove_prefix(1)) {
@@ -486,7 +486,7 @@ bool has_as_is(const Set &set, std::string_view text) {
 // Converts without a converter where that gives the same; false, with nothing of worth in the output, where
 // it may not.
 bool convert_directly(std::string_view text, const Set &source, const Set &target, Output &output) {
-    const bool is_ascii = text::ascii_length<false>(text) == text.size();
+    const bool is_ascii = text::ascii_length(text) == text.size();
     if (is_ascii && has_as_is(source, text) && has_as_is(target, text)) {
         output.append(text);
         return true;

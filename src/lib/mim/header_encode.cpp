@@ -351,8 +351,9 @@ class Word {
         if (is_quoted_) {
             place = take_quoted(begin, end, limit);
         } else if (weight_ < limit) {
+            // The text may end at a NUL byte before its length says so, and nothing behind that is its own.
             const std::ptrdiff_t most = std::min<std::ptrdiff_t>(end - begin, limit - weight_);
-            place += text::ascii_length<true>({begin, static_cast<std::size_t>(most)});
+            place += text::ascii_length({begin, strnlen(begin, static_cast<std::size_t>(most))});
             weight_ += static_cast<int>(place - begin);
         }
         if (place == begin) {

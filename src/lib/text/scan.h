@@ -16,18 +16,15 @@
 
 namespace text {
 
-// How many bytes of ASCII `text` begins with; with kStopsAtNul, those before the first NUL byte only.
-template <bool kStopsAtNul>
+// How many bytes of ASCII `text` begins with.
 [[nodiscard]] inline std::size_t ascii_length(std::string_view text) {
     constexpr std::uint64_t kTopBits = 0x8080808080808080U;
-    constexpr std::uint64_t kOnes = 0x0101010101010101U;
     constexpr std::size_t kWord = sizeof kTopBits;
-    // The places of the next eight bytes that end the run. Taking 1 off a NUL byte sets its top bit, and can
-    // falsely set only those behind it.
+    // The places of the next eight bytes that end the run.
     const auto ends_at = [&](std::size_t place) {
         std::uint64_t word = 0;
         std::memcpy(&word, text.data() + place, kWord);
-        return (word | (kStopsAtNul ? word - kOnes : 0)) & kTopBits;
+        return word & kTopBits;
     };
     const auto first_of = [](std::uint64_t ends) {
         return static_cast<std::size_t>(std::countr_zero(ends)) / kWord;
@@ -43,7 +40,7 @@ template <bool kStopsAtNul>
         const std::uint64_t ends = ends_at(last);
         return ends == 0 ? text.size() : last + first_of(ends);
     }
-    while (length < text.size() && static_cast<signed char>(text[length]) >= (kStopsAtNul ? 1 : 0)) {
+    while (length < text.size() && static_cast<signed char>(text[length]) >= 0) {
         ++length;
     }
     return length;
