@@ -154,7 +154,9 @@ std::string size_of(const CheckedFile &file) {
     }
     const fs::path name = actual_name(file.path());
     std::error_code error;
-    return fs::is_regular_file(name, error) ? counted(fs::file_size(name, error), "byte") : "not a file";
+    return fs::is_regular_file(name, error)
+               ? counted(static_cast<std::size_t>(fs::file_size(name, error)), "byte")
+               : "not a file";
 }
 
 // The findings, one a line, then the row of the file.
