@@ -5,6 +5,7 @@
 #include "body_decode_reference.h"
 #include "body_streams.h"
 #include "fuzz.h"
+#include "kept_file.h"
 #include "mim.h"
 
 namespace {
@@ -12,19 +13,9 @@ namespace {
 using body_decode::Part;
 using body_decode::Result;
 
-// A file in memory for each purpose, kept open.
-int kept_file(std::size_t purpose, std::string_view content) {
-    static const std::array<Descriptor, 2> files{memory_file(), memory_file()};
-    const int file = files.at(purpose);
-    fuzz::expect(ftruncate(file, 0) == 0 && lseek(file, 0, SEEK_SET) == 0 &&
-                     pwrite(file, content.data(), content.size(), 0) == static_cast<ssize_t>(content.size()),
-                 "a file is written");
-    return file;
-}
-
 Result decode_from(const Part &part, int from, bool is_uuencode) {
     Result result{{}, is_uuencode ? 0 : 7, is_uuencode ? 0 : 7};
-    const int to = kept_file(1, {});
+    const int to = fuzz::kept_file(1, {});
     os_file *in = os_fdopen(from, "r");
     os_file *out = os_fdopen(to, "w");
     fuzz::expect(fuzz::succeeds([&] {
@@ -80,9 +71,10 @@ FUZZ_TARGET(decode) {
         part.in += text;
     }
     const Result want = body_decode::Reference{part}.run();
-    expect_result(decode_from(part, kept_file(0, part.in), false), want, "a body is decoded as byte by byte");
+    expect_result(decode_from(part, fuzz::kept_file(0, part.in), false), want,
+                  "a body is decoded as byte by byte");
     if (part.encoding == "x-uuencode") {
-        expect_result(decode_from(part, kept_file(0, part.in), true), want,
+        expect_result(decode_from(part, fuzz::kept_file(0, part.in), true), want,
                       "uuencoded text is decoded in the same way");
     } else if (piece > 32) {
         expect_result(decode_in_pieces(part, piece - 32), want, "it does not matter how a stream is cut");

@@ -6,29 +6,20 @@
 #include "body_encode_reference.h"
 #include "body_streams.h"
 #include "fuzz.h"
+#include "kept_file.h"
 
 namespace {
 
 using body_encode::Job;
 
-// Files in memory, kept open.
-int body_file(std::size_t purpose, std::string_view content) {
-    static const std::array<Descriptor, 2> files{memory_file(), memory_file()};
-    const int file = files.at(purpose);
-    fuzz::expect(ftruncate(file, 0) == 0 && lseek(file, 0, SEEK_SET) == 0 &&
-                     pwrite(file, content.data(), content.size(), 0) == static_cast<ssize_t>(content.size()),
-                 "a file is written");
-    return file;
-}
-
 // What is written, with the counts behind it.
 std::string encoded(const Job &job) {
     unsigned total = 7;
     unsigned lines = 7;
-    const int to = body_file(1, {});
+    const int to = fuzz::kept_file(1, {});
     const fuzz::Copy text{"", MIM_ENCODED_SIZE};
     const fuzz::Copy source{job.in};
-    mim_EncMimeData2(body_file(0, job.in), to, job.encoding.c_str(), job.guard,
+    mim_EncMimeData2(fuzz::kept_file(0, job.in), to, job.encoding.c_str(), job.guard,
                      job.is_text ? static_cast<char *>(source) : nullptr, text, job.header_mode, job.crlf,
                      job.at_line_start, &total, &lines, job.fold);
     fuzz::expect(!job.is_text || (total < MIM_ENCODED_SIZE && text[total] == '\0'), "a text is terminated");
@@ -92,8 +83,8 @@ FUZZ_TARGET(encode) {
     fuzz::expect_equal(got, encoded_slowly(job), "a body is encoded as byte by byte");
     if (job.fold != 0 && !job.is_text && (job.encoding == "BASE64" || job.encoding == "QUOTED-PRINTABLE")) {
         check_way_back(job, got);
-        const int to = body_file(1, {});
-        mim_EncodeMimeFile(body_file(0, job.in), to, job.encoding.c_str(), job.guard, job.crlf);
+        const int to = fuzz::kept_file(1, {});
+        mim_EncodeMimeFile(fuzz::kept_file(0, job.in), to, job.encoding.c_str(), job.guard, job.crlf);
         fuzz::expect(got.starts_with(content_of(to) + " "), "a file is encoded in the same way", got);
     }
 }

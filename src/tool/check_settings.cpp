@@ -30,7 +30,6 @@ namespace {
 
 // ---- customise ----
 
-constexpr std::string_view kTrueInitials = "TtYy1";
 constexpr const char *kCharsetSuffix = "_CS";
 constexpr const char *kPasswordSuffix = "_PASSWD";
 

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "check_faults.h"
+#include "home_formats.h"
 #include "home_lines.h"
 #include "text/ascii.h"
 
@@ -60,7 +61,6 @@ template <typename Visit>
 void each_line(CheckedFile &file, const LineFormat &format, Visit visit);
 
 // The line format of the services, whose lines lose the blanks at their ends.
-inline constexpr int kServiceLine = 8192;
 inline constexpr LineFormat kServiceFormat{kServiceLine + 2, true, false};
 inline constexpr text::CharSet kServiceBlanks{" \t\r\n"};
 

@@ -9,6 +9,7 @@
 #include "explain_map.h"
 #include "explain_rules.h"
 #include "home_files.h"
+#include "home_formats.h"
 #include "mim.h"
 #include "node_override.h"
 #include "text/ascii.h"
@@ -22,7 +23,6 @@ constexpr int kDefaultSurname = 1413;
 constexpr text::CharSet kSurnameCharacters = text::kLetters | text::kDigits | text::CharSet{" '()+-/:=?.,"};
 
 constexpr const char *kDdaTypeKey = "UXI_DDATYPE_ZTMEXT";
-constexpr std::string_view kTrueInitials = "TtYy1";
 
 // A setting as it stands in ~/sys/customise, or nothing.
 std::optional<std::string> setting(const char *key) {

@@ -1,4 +1,4 @@
-// How the library reads the rules files and the domain maps.
+// How the library and the services read the files of the home.
 #ifndef TOOL_HOME_FORMATS_H
 #define TOOL_HOME_FORMATS_H
 
@@ -27,6 +27,12 @@ inline constexpr std::array<int, 8> kLevelFields{NM_COUNTRY, NM_ADMD,    NM_PRMD
 // The keywords of the first levels; units, the levels behind them, have one in common.
 inline constexpr std::array<const char *, 4> kLevelKeywords{"C", "ADMD", "PRMD", "O"};
 inline constexpr const char *kUnitKeyword = "OU";
+
+// The longest line that the services read from a file.
+inline constexpr int kServiceLine = 8192;
+
+// What a setting that counts by its first character begins with when it is true; so does an empty one.
+inline constexpr std::string_view kTrueInitials = "TtYy1";
 
 }  // namespace tool
 

@@ -22,6 +22,7 @@
 #include "explain_form.h"
 #include "ext.h"
 #include "home_files.h"
+#include "home_formats.h"
 #include "home_lines.h"
 #include "inet.h"
 #include "known_settings.h"
@@ -45,7 +46,6 @@ constexpr const char *kAutoKey = "INET_AUTO_IAM";
 constexpr const char *kHostTemplate = "x@$h";
 constexpr std::size_t kBeforeHost = 2;
 constexpr const char *kUnmappable = "x@#";  // "#" ends the key of a map's line
-constexpr std::size_t kMaxLineOfService = 8192;
 
 const char *yes_or_no(bool yes) {
     return yes ? "yes" : "no";
@@ -56,13 +56,12 @@ const char *yes_or_no(bool yes) {
 // Calls `visit` with each line that the services take from the file `path`, and with its place.
 void for_each_line(const char *path,
                    const std::function<void(std::string_view, const std::string &)> &visit) {
-    HomeLines lines{path, kMaxLineOfService + 2};
+    HomeLines lines{path, kServiceLine + 2};
     std::string place;
     while (lines.next()) {
         const std::string before = std::exchange(place, lines.place());
         const std::string_view line = text::trim(lines.view(), text::kWhiteSpace);
-        if (place != before && lines.view().size() <= kMaxLineOfService && !line.empty() &&
-            line.front() != '#') {
+        if (place != before && lines.view().size() <= kServiceLine && !line.empty() && line.front() != '#') {
             visit(line, place);
         }
     }
