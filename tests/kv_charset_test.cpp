@@ -94,6 +94,8 @@ TEST(Convert, ReplacesWhatHasNoEqual) {
         {"UTF8", "UTF8", "a\xED\xA0\x80\xC0z", {CVC_REPLACED, "a????z", 1, 0}},
         {"UTF8", "ISO8859_1", "\xFFz\xE2\x82", {CVC_REPLACED, "?z", 0, 0}},
         {"UTF8", "ISO8859_1", "z\xE2\x82", {CVC_CUT, "z", 1, 0}},
+        {"UTF8", "T61INTL", "z\xE0\x80", {CVC_REPLACED, "z??", 1, 0}},
+        {"UTF8", "UTF8", "z\xFB\xAA\xA5\xBC\xAA\xF4", {CVC_REPLACED, "z?????", 1, 0}},
         {"IA5", "UTF8", "a\xE9z", {CVC_REPLACED, "a?z", 1, 0}},
         {"WINDOWS_1252", "UTF8", "\x80\x81z", {CVC_REPLACED, "\xE2\x82\xAC?z", 1, 0}},
         {"UTF8", "T61INTL", "\xC3\xB6\\^`{}~", exact("\xC8o\\^`{}~")},

@@ -20,8 +20,10 @@
 #include <functional>
 #include <limits>
 #include <mutex>
+#include <optional>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "ccs_table.h"
 #include "failures.h"
@@ -404,7 +406,20 @@ class ByteTable {
         return {text.bytes.data(), text.length};
     }
 
+    // The byte that stands for a character beyond ASCII; 0 when the set does not have it.
+    [[nodiscard]] char byte_of(gunichar character) const {
+        return character <= kMaxTabled ? pages_[page_of_[character / kPageSize]][character % kPageSize]
+                                       : '\0';
+    }
+    // Whether the bytes of characters are known.
+    [[nodiscard]] bool has_bytes() const { return !pages_.empty(); }
+
   private:
+    static constexpr gunichar kMaxTabled = 0xFFFF;  // the last of three bytes in UTF-8
+    static constexpr gunichar kPageSize = 256;
+    using Page = std::array<char, kPageSize>;
+    using PageNumbers = std::array<std::uint8_t, kMaxTabled / kPageSize + 1>;
+
     void learn(const Set &set) {
         for (std::size_t i = 0; i <= kMaxAscii; ++i) {
             texts_[i] = {{static_cast<char>(i)}, 1};
@@ -423,6 +438,40 @@ class ByteTable {
             converter.reset();
         }
         is_learnt_ = converter.is_open();
+        if (is_learnt_) {
+            learn_bytes(set);
+        }
+    }
+
+    // The way back.
+    void learn_bytes(const Set &set) {
+        Converter converter{unicode(), set};
+        std::vector<Page> pages(1);  // the first for what the set does not have
+        PageNumbers page_of{};
+        for (std::size_t i = kMaxAscii + 1; i < texts_.size() && converter.is_open(); ++i) {
+            const char byte = static_cast<char>(i);
+            std::string_view text = (*this)[byte];
+            if (text.empty()) {
+                continue;
+            }
+            const gunichar character = g_utf8_get_char(text.data());
+            char back = '\0';
+            char *place = &back;
+            std::size_t room = 1;
+            if (converter.convert(text, place, room) != Stop::kAtEnd) {
+                continue;
+            }
+            std::uint8_t &page = page_of[character / kPageSize];
+            if (page == 0) {
+                page = static_cast<std::uint8_t>(pages.size());
+                pages.emplace_back();
+            }
+            pages[page][character % kPageSize] = back;
+        }
+        if (converter.is_open()) {
+            page_of_ = page_of;
+            pages_ = std::move(pages);
+        }
     }
 
     static std::array<ByteTable, kv::kMaxCharsets + 1> tables;  // by the set's number
@@ -430,6 +479,8 @@ class ByteTable {
     std::once_flag once_;
     std::array<Text, text::kByteCount> texts_{};
     bool is_learnt_ = false;
+    PageNumbers page_of_{};
+    std::vector<Page> pages_;
 };
 std::array<ByteTable, kv::kMaxCharsets + 1> ByteTable::tables;
 
@@ -483,48 +534,124 @@ bool has_as_is(const Set &set, std::string_view text) {
            (set.row->shape == kv::Shape::kT61 && text.find_first_of("#$") == std::string_view::npos);
 }
 
-// Converts without a converter where that gives the same; false, with nothing of worth in the output, where
-// it may not.
-bool convert_directly(std::string_view text, const Set &source, const Set &target, Output &output) {
-    const bool is_ascii = text::ascii_length(text) == text.size();
-    if (is_ascii && has_as_is(source, text) && has_as_is(target, text)) {
-        output.append(text);
-        return true;
-    }
-    if (is_ascii || (source.row->flags & target.row->flags & CCS_FLAG_ASCII) == 0) {
-        return false;
-    }
-    if ((source.row->flags & (CCS_FLAG_SINGLE | CCS_FLAG_7BIT)) == CCS_FLAG_SINGLE) {
-        const bool is_same = source.id == target.id;
-        const ByteTable *table = is_same || target.id == unicode().id ? ByteTable::of(source) : nullptr;
-        if (table == nullptr || (is_same && !is_text_of(text, *table))) {
-            return false;
-        }
-        if (is_same) {
-            output.append(text);
-            return true;
-        }
-        return append_by_table(text, *table, output);
-    }
-    if (source.id == unicode().id && target.id == source.id &&
-        g_utf8_validate_len(text.data(), text.size(), nullptr) != 0) {
-        output.append(text);
-        return true;
-    }
-    return false;
-}
-
 // What became of a text.
 struct Outcome {
     cvc_status status = CVC_EXACT;
     int lost = 0;
     int first_loss = -1;  // its offset
+
+    void note_loss(std::ptrdiff_t offset, cvc_status loss) {
+        status = loss;
+        ++lost;
+        if (first_loss < 0) {
+            first_loss = static_cast<int>(offset);
+        }
+    }
+    // A text that ends inside a character, which is left out.
+    void note_cut(std::ptrdiff_t offset) { note_loss(offset, status == CVC_EXACT ? CVC_CUT : status); }
 };
+
+constexpr gunichar kCutCharacter = static_cast<gunichar>(-2);  // GLib's words for none
+constexpr gunichar kNoCharacter = static_cast<gunichar>(-1);
+
+// Whether a text of which GLib says that it may be cut inside a character is.
+bool is_cut_character(std::string_view text) {
+    for (const char last : {'\x80', '\xBF'}) {
+        std::array<char, kMaxCharacterLength> whole;  // NOLINT(*-member-init): filled by the next call
+        whole.fill(last);
+        text.copy(whole.data(), whole.size());
+        if (g_utf8_get_char_validated(whole.data(), whole.size()) < kCutCharacter) {
+            return true;
+        }
+    }
+    return false;
+}
+
+// The character at the front of a text that is not empty, or one of the two words.
+gunichar first_character(std::string_view text) {
+    const gunichar character = text.front() == '\0'  // GLib's end of a text
+                                   ? 0
+                                   : g_utf8_get_char_validated(text.data(), static_cast<gssize>(text.size()));
+    return character == kCutCharacter && !is_cut_character(text) ? kNoCharacter : character;
+}
+
+std::size_t length_in_utf8(std::string_view text) {
+    return static_cast<std::size_t>(g_utf8_skip[static_cast<unsigned char>(text.front())]);
+}
+
+// Converts UTF-8 into UTF-8 or, by its table, into a set of single bytes. iconv would let numbers beyond
+// Unicode's last through, and takes long for each loss.
+Outcome convert_unicode(std::string_view text, const ByteTable *table, Output &output) {
+    Outcome outcome;
+    for (std::string_view rest = text;;) {
+        const std::size_t ascii = text::ascii_length(rest);
+        output.append(rest.substr(0, ascii));
+        rest.remove_prefix(ascii);
+        if (rest.empty()) {
+            return outcome;
+        }
+        const gunichar character = first_character(rest);
+        if (character == kCutCharacter) {
+            outcome.note_cut(rest.data() - text.data());
+            return outcome;
+        }
+        const std::size_t length = character == kNoCharacter ? 1 : length_in_utf8(rest);
+        const char byte = table == nullptr ? '\0' : table->byte_of(character);
+        if (byte != '\0') {
+            output.append(byte);
+        } else if (table == nullptr && character != kNoCharacter) {
+            output.append(rest.substr(0, length));
+        } else {
+            outcome.note_loss(rest.data() - text.data(), CVC_REPLACED);
+            output.append(kReplacement);
+        }
+        rest.remove_prefix(length);
+    }
+}
+
+// Converts without a converter where that gives the same; nothing, with nothing of worth in the output, where
+// it may not.
+std::optional<Outcome> convert_directly(std::string_view text, const Set &source, const Set &target,
+                                        Output &output) {
+    const bool is_ascii = text::ascii_length(text) == text.size();
+    if (is_ascii && has_as_is(source, text) && has_as_is(target, text)) {
+        output.append(text);
+        return Outcome{};
+    }
+    if (is_ascii || (source.row->flags & target.row->flags & CCS_FLAG_ASCII) == 0) {
+        return std::nullopt;
+    }
+    if ((source.row->flags & (CCS_FLAG_SINGLE | CCS_FLAG_7BIT)) == CCS_FLAG_SINGLE) {
+        const bool is_same = source.id == target.id;
+        const ByteTable *table = is_same || target.id == unicode().id ? ByteTable::of(source) : nullptr;
+        if (table == nullptr || (is_same && !is_text_of(text, *table))) {
+            return std::nullopt;
+        }
+        if (is_same) {
+            output.append(text);
+            return Outcome{};
+        }
+        return append_by_table(text, *table, output) ? std::optional<Outcome>{Outcome{}} : std::nullopt;
+    }
+    if (source.id != unicode().id) {
+        return std::nullopt;
+    }
+    if (target.id == source.id) {
+        if (g_utf8_validate_len(text.data(), text.size(), nullptr) == 0) {
+            return convert_unicode(text, nullptr, output);
+        }
+        output.append(text);
+        return Outcome{};
+    }
+    const bool is_single = (target.row->flags & CCS_FLAG_SINGLE) != 0 && !switches_state(*target.row);
+    const ByteTable *const table = is_single ? ByteTable::of(target) : nullptr;
+    return table != nullptr && table->has_bytes() ? std::optional{convert_unicode(text, table, output)}
+                                                  : std::nullopt;
+}
 
 // ---- Conversion with a converter ----
 
 constexpr std::string_view kSingleShift = "\x1BN";
-constexpr gunichar kNoCharacter = static_cast<gunichar>(-2);  // GLib's least word for none
 
 // One conversion: what was read, what came of it so far, and what was lost.
 class Conversion {
@@ -548,14 +675,18 @@ class Conversion {
         for (;;) {
             const bool is_last = slice >= rest_.size();
             std::string_view front = rest_.substr(0, slice);
-            const Stop stop = convert(front);
+            Stop stop = convert(front);
             rest_.remove_prefix(static_cast<std::size_t>(front.data() - rest_.data()));
+            if (stop == Stop::kInCharacter && is_last && source_.id == unicode().id &&
+                first_character(rest_) != kCutCharacter) {  // iconv waits for more of what none can be
+                stop = Stop::kUnreadable;
+            }
             if (!is_last && stop != Stop::kUnreadable) {
                 slice *= 2;
                 continue;
             }
             if (stop == Stop::kUnreadable && may_be_switched) {  // what it has switched to must last
-                note_loss(rest_.data(), CVC_REPLACED);
+                outcome_.note_loss(rest_.data() - begin_, CVC_REPLACED);
                 output_.append(kReplacement);
                 rest_.remove_prefix(1);
                 slice = kSliceAfterLoss;
@@ -566,7 +697,7 @@ class Conversion {
                 return outcome_;
             }
             if (stop == Stop::kInCharacter) {
-                note_loss(rest_.data(), outcome_.status == CVC_EXACT ? CVC_CUT : outcome_.status);
+                outcome_.note_cut(rest_.data() - begin_);
                 return outcome_;
             }
             if (!was_held_back) {  // else it was that letter that could not be written, not the next
@@ -646,9 +777,8 @@ class Conversion {
         if (bytes_ != nullptr) {
             return (*bytes_)[rest_.front()].empty() ? 0 : 1;
         }
-        if (source_.id == unicode().id &&
-            g_utf8_get_char_validated(rest_.data(), static_cast<gssize>(rest_.size())) < kNoCharacter) {
-            return static_cast<std::size_t>(g_utf8_next_char(rest_.data()) - rest_.data());
+        if (source_.id == unicode().id && first_character(rest_) < kCutCharacter) {
+            return length_in_utf8(rest_);
         }
         Converter *reader = find_converter(source_, unicode());  // every character has its equal there
         std::array<char, kMinOutputSize> ignored;                // NOLINT(*-member-init)
@@ -671,21 +801,13 @@ class Conversion {
             output_.append(*place);
             return;
         }
-        note_loss(place, CVC_REPLACED);
+        outcome_.note_loss(place - begin_, CVC_REPLACED);
         if (is_plain_) {
             output_.append(kReplacement);
             return;
         }
         std::string_view replacement = kReplacement;
         convert(replacement);
-    }
-
-    void note_loss(const char *place, cvc_status status) {
-        outcome_.status = status;
-        ++outcome_.lost;
-        if (outcome_.first_loss < 0) {
-            outcome_.first_loss = static_cast<int>(place - begin_);
-        }
     }
 
     Converter &converter_;
@@ -728,8 +850,8 @@ Outcome both(const Outcome &first, const Outcome &second) {
 // block as it was, when iconv does not have the set.
 Outcome convert_text(std::string_view text, const Set &source, const Set &target, Block &block) {
     Output output{expected_size(text), std::exchange(block, {})};
-    Outcome outcome;
-    if (!convert_directly(text, source, target, output)) {
+    std::optional<Outcome> outcome = convert_directly(text, source, target, output);
+    if (!outcome) {
         output.clear();
         Converter *converter = find_converter(source, target);
         if (converter == nullptr) {
@@ -741,7 +863,7 @@ Outcome convert_text(std::string_view text, const Set &source, const Set &target
         }
     }
     block = output.release();
-    return outcome;
+    return *outcome;
 }
 
 // The same by names. A text that switches state is taken through UTF-8, in which a loss loses no state.
