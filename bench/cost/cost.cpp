@@ -3,7 +3,7 @@
 // Each function takes each input of its kind in sizes that double, from 1 KiB up to the most that it takes.
 // On its own the program prints the memory of each call: the peak of the heap and of the stack, in bytes.
 // Under `valgrind --tool=callgrind` it has the instructions of each call dumped; bench/cost/run makes a table
-// of both.
+// of both. A function that takes the text twice has twice as much to read.
 
 #include <fcntl.h>
 #include <malloc.h>
@@ -154,7 +154,13 @@ struct Function {
     std::size_t longest;
     std::vector<std::string_view> (*inputs)();
     std::function<Call(const std::string &)> prepare;
+    std::size_t texts = 1;  // how many times it takes the text
 };
+
+Function twice(Function function) {
+    function.texts = 2;
+    return function;
+}
 
 constexpr int kCodec = 200;
 constexpr int kAddress = 500;
@@ -448,17 +454,17 @@ std::vector<Function> functions() {
                 mim_ConvertMimeCharStr(value.c_str(), out, "T61INTL");
             },
             4),
-        on_value(
+        twice(on_value(
             "mim_joinRfc2047Strings",
-            [](const std::string &value, char *) { mim_joinRfc2047Strings(value.c_str(), value.c_str()); }),
+            [](const std::string &value, char *) { mim_joinRfc2047Strings(value.c_str(), value.c_str()); })),
         on_value("mim_reEncodeRfc2047String",
                  [](const std::string &value, char *) {
                      DynamicString out;
                      mim_reEncodeRfc2047String(value.c_str(), 'Q', 10, out.get());
                  }),
-        on_value(
+        twice(on_value(
             "mim_equivRfc2047Strings",
-            [](const std::string &value, char *) { mim_equivRfc2047Strings(value.c_str(), value.c_str()); }),
+            [](const std::string &value, char *) { mim_equivRfc2047Strings(value.c_str(), value.c_str()); })),
         on_value("mim_truncate_2047_string",
                  [](const std::string &value, char *out) {
                      mim_truncate_2047_string(value.c_str(), static_cast<std::uint32_t>(value.size() / 2),
@@ -466,14 +472,15 @@ std::vector<Function> functions() {
                  }),
         on_value("mim_GetEncLen",
                  [](const std::string &value, char *) { mim_GetEncLen(value.c_str(), 'Q'); }),
-        on_value("mim_MimeToKVType",
-                 [](const std::string &value, char *) {
-                     int type = 0;
-                     std::array<char, CCS_NAME_SIZE> charset{};
-                     mim_MimeToKVType(value.c_str(), value.c_str(), charset.data(), &type);
-                 }),
-        on_value("mim_InsertNewCSName", [](const std::string &value,
-                                           char *) { mim_InsertNewCSName(value.c_str(), value.c_str(), 1); }),
+        twice(on_value("mim_MimeToKVType",
+                       [](const std::string &value, char *) {
+                           int type = 0;
+                           std::array<char, CCS_NAME_SIZE> charset{};
+                           mim_MimeToKVType(value.c_str(), value.c_str(), charset.data(), &type);
+                       })),
+        twice(on_value(
+            "mim_InsertNewCSName",
+            [](const std::string &value, char *) { mim_InsertNewCSName(value.c_str(), value.c_str(), 1); })),
         on_value("mim_CnvStringTo1stLossless",
                  [](const std::string &value, char *) {
                      std::string copy = value;
@@ -597,13 +604,28 @@ std::string shown(std::string_view unit) {
     return text;
 }
 
-void measure(const Function &function) {
+// Which calls are measured.
+struct Choice {
+    std::size_t from = kSmallest;  // sizes
+    std::size_t to = kLargest;
+    std::vector<std::string> calls{""};  // beginnings of labels
+
+    [[nodiscard]] bool has(const std::string &label) const {
+        return std::ranges::any_of(calls, [&](const std::string &call) { return label.starts_with(call); });
+    }
+};
+
+void measure(const Function &function, const Choice &choice) {
     for (const std::string_view unit : function.inputs()) {
+        const std::string name = std::string{function.name} + "\t" + shown(unit) + "\t";
+        if (!choice.has(name)) {
+            continue;
+        }
         function.prepare(repeat(unit, kSmallest))();  // what is read once per process is not counted
-        for (std::size_t size = kSmallest; size <= function.longest; size *= 2) {
+        for (std::size_t size = choice.from; size <= std::min(function.longest, choice.to); size *= 2) {
             const Call call = function.prepare(repeat(unit, size));
-            const std::string label = std::string{function.name} + "\t" + shown(unit) + "\t" +
-                                      std::to_string(size) + "\t" + std::to_string(function.bound);
+            const std::string label =
+                name + std::to_string(size * function.texts) + "\t" + std::to_string(function.bound);
             if (RUNNING_ON_VALGRIND != 0) {
                 measure_instructions(call, label);
             } else {
@@ -616,17 +638,28 @@ void measure(const Function &function) {
 }  // namespace
 
 int main(int argc, char **argv) {
-    if (argc < 2) {
-        std::fprintf(stderr,
-                     "usage: mim-cost HOME [FUNCTION]\nHOME: a copy of a home, which is written to\n");
+    if (argc != 2 && argc != 5) {
+        std::fprintf(
+            stderr,
+            "usage: mim-cost HOME [FROM TO CALLS]\n"
+            "HOME: a copy of a home, which is written to\n"
+            "FROM, TO: the smallest and the largest input; powers of two, from %zu to %zu\n"
+            "CALLS: a file with a line for each choice, FUNCTION<tab>INPUT<tab> or a beginning of it\n",
+            kSmallest, kLargest);
         return 2;
+    }
+    Choice choice;
+    if (argc == 5) {
+        choice = {std::stoul(argv[2]), std::stoul(argv[3]), {}};
+        std::ifstream file{argv[4]};
+        for (std::string line; std::getline(file, line);) {
+            choice.calls.push_back(line);
+        }
     }
     ext_SetHome(argv[1]);
     er_SetLogSink([](void *, int, const char *) {}, nullptr);
     for (const Function &function : functions()) {
-        if (argc < 3 || std::string_view{function.name}.starts_with(argv[2])) {
-            measure(function);
-        }
+        measure(function, choice);
     }
     return 0;
 }

@@ -554,6 +554,10 @@ struct Outcome {
 constexpr gunichar kCutCharacter = static_cast<gunichar>(-2);  // GLib's words for none
 constexpr gunichar kNoCharacter = static_cast<gunichar>(-1);
 
+// Bytes that begin no character (RFC 3629, 3).
+constexpr text::CharSet kNeverFirst =
+    text::CharSet::range('\x80', '\xC1') | text::CharSet::range('\xF5', '\xFF');
+
 // Whether a text of which GLib says that it may be cut inside a character is.
 bool is_cut_character(std::string_view text) {
     for (const char last : {'\x80', '\xBF'}) {
@@ -567,11 +571,12 @@ bool is_cut_character(std::string_view text) {
     return false;
 }
 
-// The character at the front of a text that is not empty, or one of the two words.
+// The character beyond ASCII at the front of a text, or one of the two words.
 gunichar first_character(std::string_view text) {
-    const gunichar character = text.front() == '\0'  // GLib's end of a text
-                                   ? 0
-                                   : g_utf8_get_char_validated(text.data(), static_cast<gssize>(text.size()));
+    if (kNeverFirst.contains(text.front())) {
+        return kNoCharacter;
+    }
+    const gunichar character = g_utf8_get_char_validated(text.data(), static_cast<gssize>(text.size()));
     return character == kCutCharacter && !is_cut_character(text) ? kNoCharacter : character;
 }
 
@@ -583,17 +588,17 @@ std::size_t length_in_utf8(std::string_view text) {
 // Unicode's last through, and takes long for each loss.
 Outcome convert_unicode(std::string_view text, const ByteTable *table, Output &output) {
     Outcome outcome;
-    for (std::string_view rest = text;;) {
-        const std::size_t ascii = text::ascii_length(rest);
-        output.append(rest.substr(0, ascii));
-        rest.remove_prefix(ascii);
-        if (rest.empty()) {
-            return outcome;
+    for (std::string_view rest = text; !rest.empty();) {
+        if (static_cast<unsigned char>(rest.front()) <= kMaxAscii) {
+            const std::size_t ascii = text::ascii_length(rest);
+            output.append(rest.substr(0, ascii));
+            rest.remove_prefix(ascii);
+            continue;
         }
         const gunichar character = first_character(rest);
         if (character == kCutCharacter) {
             outcome.note_cut(rest.data() - text.data());
-            return outcome;
+            break;
         }
         const std::size_t length = character == kNoCharacter ? 1 : length_in_utf8(rest);
         const char byte = table == nullptr ? '\0' : table->byte_of(character);
@@ -603,10 +608,11 @@ Outcome convert_unicode(std::string_view text, const ByteTable *table, Output &o
             output.append(rest.substr(0, length));
         } else {
             outcome.note_loss(rest.data() - text.data(), CVC_REPLACED);
-            output.append(kReplacement);
+            output.append(kReplacement.front());
         }
         rest.remove_prefix(length);
     }
+    return outcome;
 }
 
 // Converts without a converter where that gives the same; nothing, with nothing of worth in the output, where
@@ -764,8 +770,6 @@ class Conversion {
 
     // Whether the next byte of a plain source is certain to begin no character.
     [[nodiscard]] bool begins_no_character() const {
-        constexpr text::CharSet kNeverFirst =
-            text::CharSet::range('\x80', '\xC1') | text::CharSet{"\xFE\xFF"};  // RFC 3629, 3
         if (rest_.empty() || static_cast<unsigned char>(rest_.front()) <= kMaxAscii) {
             return false;
         }
