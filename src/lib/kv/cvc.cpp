@@ -30,6 +30,7 @@
 #include "heap_text.h"
 #include "os.h"
 #include "text/ascii.h"
+#include "text/base64.h"
 #include "text/scan.h"
 #include "text/writer.h"
 
@@ -37,6 +38,7 @@ namespace {
 
 constexpr std::size_t kCachedConverters = 16;
 constexpr std::size_t kMaxCharacterLength = 4;  // bytes of a character in any set of the table
+constexpr std::size_t kMaxUtf8Length = 6;       // that GLib writes for any number
 constexpr std::size_t kMinOutputSize = 512;
 // What is converted at once behind a loss, twice as much each time that all goes well: iconv reads all it is
 // given before it tells where it stopped, so that losses in a long text would cost the square of its length.
@@ -168,6 +170,7 @@ class Converter {
         source_ = other.source_;
         target_ = other.target_;
         std::swap(handle_, other.handle_);
+        is_initial_ = other.is_initial_;
         return *this;
     }
     ~Converter() {
@@ -181,12 +184,19 @@ class Converter {
         return is_open() && source_ == source.id && target_ == target.id;
     }
 
-    void reset() { iconv(handle_, nullptr, nullptr, nullptr, nullptr); }
+    // Leads back to the initial state.
+    void reset() {
+        if (!is_initial_) {
+            iconv(handle_, nullptr, nullptr, nullptr, nullptr);
+            is_initial_ = true;
+        }
+    }
 
     // Converts from the front of `text`, which it shortens.
     Stop convert(std::string_view &text, char *&place, std::size_t &room) {
         char *in = const_cast<char *>(text.data());  // NOLINT(*-const-cast): iconv only reads there
         std::size_t left = text.size();
+        is_initial_ = false;
         const std::size_t result = iconv(handle_, &in, &left, &place, &room);
         const Stop stop = stop_of(result);
         text.remove_prefix(text.size() - left);
@@ -195,7 +205,9 @@ class Converter {
 
     // Writes what is held back, and switches back to the initial state.
     Stop flush(char *&place, std::size_t &room) {
-        return stop_of(iconv(handle_, nullptr, nullptr, &place, &room));
+        const Stop stop = stop_of(iconv(handle_, nullptr, nullptr, &place, &room));
+        is_initial_ = stop == Stop::kAtEnd;
+        return stop;
     }
 
   private:
@@ -212,6 +224,7 @@ class Converter {
     std::int64_t source_ = 0;
     std::int64_t target_ = 0;
     iconv_t handle_ = kClosed;
+    bool is_initial_ = true;
 };
 
 // A ring of things that are kept until their places are needed. The one that was given out last is never the
@@ -222,6 +235,9 @@ class Ring {
     // The thing that `is_wanted` accepts, or null.
     template <typename IsWanted>
     Thing *find(const IsWanted &is_wanted) {
+        if (is_wanted(things_[last_used_])) {
+            return &things_[last_used_];
+        }
         for (std::size_t i = 0; i < kSize; ++i) {
             if (is_wanted(things_[i])) {
                 last_used_ = i;
@@ -275,6 +291,7 @@ Set unicode() {
 // A set of iconv's that the server's table does not have.
 struct OutsideSet {
     std::array<char, kMaxPlainName + 1> name{};
+    std::size_t length = 0;  // of the name
     std::int64_t id = 0;
 };
 
@@ -335,7 +352,7 @@ class NamedSet {
     explicit NamedSet(std::string_view name) {
         if (const ccs_charset *row = kv::find_charset(name)) {
             set_ = set_of(*row);
-        } else if (may_name(name)) {
+        } else {
             find_outside(name);
         }
     }
@@ -349,13 +366,17 @@ class NamedSet {
   private:
     void find_outside(std::string_view name) {
         const auto has_name = [name](const OutsideSet &set) {
-            return text::equal_ignoring_case(set.name.data(), name);
+            return set.length == name.size() &&
+                   text::equal_ignoring_case({set.name.data(), set.length}, name);
         };
-        const OutsideSet *known = outside.sets.find(has_name);
-        if (known == nullptr && outside.refused.find(has_name) != nullptr) {
+        if (name.empty() || outside.refused.find(has_name) != nullptr) {
             return;
         }
-        text::copy_text(name, outside_.name.data(), outside_.name.size());
+        const OutsideSet *known = outside.sets.find(has_name);
+        if (known == nullptr && !may_name(name)) {
+            return;
+        }
+        outside_.length = text::copy_text(name, outside_.name.data(), outside_.name.size());
         row_ = row_of(outside_.name.data());
         if (known != nullptr) {
             set_ = {&row_, known->id};
@@ -528,10 +549,19 @@ bool is_text_of(std::string_view text, const ByteTable &table) {
         text, [&](char c) { return static_cast<unsigned char>(c) <= kMaxAscii || !table[c].empty(); });
 }
 
+// What stands for itself in UTF-7, either way (RFC 2152, rules 1 and 3).
+constexpr text::CharSet kDirect = text::kLetters | text::kDigits | text::CharSet{"'(),-./:? \t\r\n"};
+
 // Whether a text of ASCII is itself in the set. T.61 has two of its characters elsewhere.
 bool has_as_is(const Set &set, std::string_view text) {
-    return (set.row->flags & CCS_FLAG_ASCII) != 0 ||
-           (set.row->shape == kv::Shape::kT61 && text.find_first_of("#$") == std::string_view::npos);
+    switch (set.row->shape) {
+        case kv::Shape::kT61:
+            return text.find_first_of("#$") == std::string_view::npos;
+        case kv::Shape::kUtf7:
+            return std::ranges::all_of(text, [](char c) { return kDirect.contains(c); });
+        default:
+            return (set.row->flags & CCS_FLAG_ASCII) != 0;
+    }
 }
 
 // What became of a text.
@@ -615,6 +645,86 @@ Outcome convert_unicode(std::string_view text, const ByteTable *table, Output &o
     return outcome;
 }
 
+void append_character(gunichar character, Output &output) {
+    std::array<char, kMaxUtf8Length> bytes;  // NOLINT(*-member-init): filled by the next call
+    const gint length = g_unichar_to_utf8(character, bytes.data());
+    output.append(std::string_view{bytes.data(), static_cast<std::size_t>(length)});
+}
+
+// The characters of a run of UTF-7: the bits of its digits, 16 for each unit of UTF-16.
+class Utf7Run {
+  public:
+    // False when it is none.
+    bool take(unsigned digit, Output &output) {
+        bits_ = bits_ << kDigitBits | digit;
+        count_ += kDigitBits;
+        if (count_ < kUnitBits) {
+            return true;
+        }
+        count_ -= kUnitBits;
+        const gunichar unit = bits_ >> count_ & kUnitMask;
+        const bool is_high = unit >= 0xD800 && unit < 0xDC00;
+        const bool is_low = unit >= 0xDC00 && unit < 0xE000;
+        if (unit == 0 || is_low != (high_ != 0)) {
+            return false;
+        }
+        if (is_high) {
+            high_ = unit;
+            return true;
+        }
+        append_character(is_low ? 0x10000 + ((high_ - 0xD800) << 10U) + (unit - 0xDC00) : unit, output);
+        high_ = 0;
+        return true;
+    }
+    [[nodiscard]] bool is_whole() const {
+        return high_ == 0 && count_ < kDigitBits && (bits_ & ((1U << count_) - 1)) == 0;
+    }
+
+  private:
+    static constexpr unsigned kDigitBits = 6;
+    static constexpr unsigned kUnitBits = 16;
+    static constexpr gunichar kUnitMask = 0xFFFF;
+
+    gunichar bits_ = 0;
+    unsigned count_ = 0;  // of those that no unit has
+    gunichar high_ = 0;   // the first half of a character
+};
+
+// Appends UTF-7 (RFC 2152) in UTF-8; false where there is more to it, such as an error.
+bool append_utf7(std::string_view text, Output &output) {
+    while (!text.empty()) {
+        const char c = text.front();
+        text.remove_prefix(1);
+        if (c != '+') {
+            if (!kDirect.contains(c)) {
+                return false;
+            }
+            output.append(c);
+            continue;
+        }
+        Utf7Run run;
+        std::size_t digits = 0;
+        for (; digits < text.size() && text::base64::digit(text[digits]) >= 0; ++digits) {
+            if (!run.take(static_cast<unsigned>(text::base64::digit(text[digits])), output)) {
+                return false;
+            }
+        }
+        if (digits == text.size() || !run.is_whole()) {
+            return false;
+        }
+        text.remove_prefix(digits);
+        const bool is_closed = text.front() == '-';
+        if (digits == 0) {
+            if (!is_closed) {
+                return false;
+            }
+            output.append('+');
+        }
+        text.remove_prefix(is_closed ? 1 : 0);
+    }
+    return true;
+}
+
 // Converts without a converter where that gives the same; nothing, with nothing of worth in the output, where
 // it may not.
 std::optional<Outcome> convert_directly(std::string_view text, const Set &source, const Set &target,
@@ -623,6 +733,9 @@ std::optional<Outcome> convert_directly(std::string_view text, const Set &source
     if (is_ascii && has_as_is(source, text) && has_as_is(target, text)) {
         output.append(text);
         return Outcome{};
+    }
+    if (source.row->shape == kv::Shape::kUtf7 && target.id == unicode().id) {
+        return append_utf7(text, output) ? std::optional<Outcome>{Outcome{}} : std::nullopt;
     }
     if (is_ascii || (source.row->flags & target.row->flags & CCS_FLAG_ASCII) == 0) {
         return std::nullopt;

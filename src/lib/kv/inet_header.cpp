@@ -21,6 +21,9 @@ constexpr std::size_t kMaxUnit = kMaxWord;                    // no unit that is
 constexpr std::size_t kMaxName = 40;                          // leaves a word room for some characters
 constexpr std::string_view kUnknownCharset = "UNKNOWN-8BIT";  // RFC 1428
 constexpr text::CharSet kNameCharacters = text::kLetters | text::kDigits | text::CharSet{"-_.:+()"};
+constexpr text::CharSet kNoBytes;
+constexpr text::CharSet kAllBytes = ~kNoBytes;
+constexpr text::CharSet kAscii = text::CharSet::range('\0', '\x7F');
 constexpr std::size_t kCodedLength = 3;
 constexpr const char *kUnicode = "UTF8";
 
@@ -50,13 +53,33 @@ class RawWord {
         weight_ += weight_of(bytes);
     }
 
+    // Appends the bytes at the front of `bytes` that fit, up to one that is not in `characters`. Returns how
+    // many.
+    std::size_t append_some(std::string_view bytes, const text::CharSet &characters, std::size_t limit,
+                            bool base64) {
+        const std::size_t most = base64 ? limit / 4 * 3 : SIZE_MAX;
+        std::size_t count = 0;
+        for (; count < bytes.size() && length_ < most && characters.contains(bytes[count]); ++count) {
+            const std::size_t weight = weight_ + weight_of(bytes[count]);
+            if (!base64 && weight > limit) {
+                break;
+            }
+            bytes_[length_++] = bytes[count];
+            weight_ = weight;
+        }
+        return count;
+    }
+
     [[nodiscard]] std::string_view view() const { return {bytes_.data(), length_}; }
 
   private:
+    static std::size_t weight_of(char c) {
+        return c == ' ' || text::kStandsInWord.contains(c) ? 1 : kCodedLength;
+    }
     static std::size_t weight_of(std::string_view bytes) {
         std::size_t weight = 0;
         for (const char c : bytes) {
-            weight += c == ' ' || text::kStandsInWord.contains(c) ? 1 : kCodedLength;
+            weight += weight_of(c);
         }
         return weight;
     }
@@ -114,6 +137,11 @@ class Units {
   public:
     explicit Units(const char *charset) {
         ccs_GetCSDescriptor(charset, &descriptor_);
+        if (descriptor_.charset == 0 || (descriptor_.flags & CCS_FLAG_SINGLE) != 0) {
+            single_ = &kAllBytes;
+        } else if ((descriptor_.flags & CCS_FLAG_ASCII) != 0) {
+            single_ = &kAscii;
+        }
         if ((descriptor_.flags & CCS_FLAG_ESCAPES) != 0) {
             int length = 0;
             const char *escape = ccs_GetConfAsciiEscs(&descriptor_, CCS_CONFIGURED, &length);
@@ -131,6 +159,9 @@ class Units {
         return text.substr(0, static_cast<std::size_t>(length));
     }
 
+    // Bytes that are each a unit wherever one begins, with nothing to close a word behind it.
+    [[nodiscard]] const text::CharSet &single() const { return *single_; }
+
     // The code page in force behind the unit given last.
     [[nodiscard]] int code_page() const { return to_ascii_.empty() ? 0 : ccs_GetCP(0, nullptr); }
 
@@ -144,6 +175,7 @@ class Units {
   private:
     ccs_descriptor descriptor_{};
     std::string_view to_ascii_;
+    const text::CharSet *single_ = &kNoBytes;
     bool is_first_ = true;
 };
 
@@ -188,6 +220,7 @@ void inet_encodeHeader(const char *charset, int /*flags*/, const char *text, cha
             rest.remove_prefix(unit.size());
             page = next_page;
             is_empty = false;
+            rest.remove_prefix(word.append_some(rest, units.single(), limit, base64));
             continue;
         }
         word.append(units.closing(page));
