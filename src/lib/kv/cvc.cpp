@@ -614,6 +614,11 @@ std::size_t length_in_utf8(std::string_view text) {
     return static_cast<std::size_t>(g_utf8_skip[static_cast<unsigned char>(text.front())]);
 }
 
+// Whether iconv drops it.
+bool is_language_tag(gunichar character) {
+    return character >= 0xE0000 && character <= 0xE007F;
+}
+
 // Converts UTF-8 into UTF-8 or, by its table, into a set of single bytes. iconv would let numbers beyond
 // Unicode's last through, and takes long for each loss.
 Outcome convert_unicode(std::string_view text, const ByteTable *table, Output &output) {
@@ -636,7 +641,7 @@ Outcome convert_unicode(std::string_view text, const ByteTable *table, Output &o
             output.append(byte);
         } else if (table == nullptr && character != kNoCharacter) {
             output.append(rest.substr(0, length));
-        } else {
+        } else if (!is_language_tag(character)) {
             outcome.note_loss(rest.data() - text.data(), CVC_REPLACED);
             output.append(kReplacement.front());
         }
@@ -771,6 +776,7 @@ std::optional<Outcome> convert_directly(std::string_view text, const Set &source
 // ---- Conversion with a converter ----
 
 constexpr std::string_view kSingleShift = "\x1BN";
+constexpr std::string_view kShifts = "\x0E\x0F\x1B";  // SO, SI, ESC
 
 // One conversion: what was read, what came of it so far, and what was lost.
 class Conversion {
@@ -784,6 +790,8 @@ class Conversion {
                      : nullptr),
           is_plain_((bytes_ != nullptr || source.id == unicode().id) && is_plain_target(target)),
           forgets_shifts_(target.row->escapes == kv::Escapes::kCn),
+          designates_once_(target.row->escapes == kv::Escapes::kKr),
+          has_shifts_(source.id == unicode().id && target.row->escapes != kv::Escapes::kNone),
           begin_(text.data()),
           rest_(text),
           output_(output) {}
@@ -811,7 +819,8 @@ class Conversion {
                 slice = kSliceAfterLoss;
                 continue;
             }
-            const bool was_held_back = !is_plain_ && !flush();
+            const bool may_hold_back = !is_plain_ && !(stop == Stop::kUnreadable && designates_once_);
+            const bool was_held_back = may_hold_back && !flush();
             if (stop == Stop::kAtEnd) {
                 return outcome_;
             }
@@ -834,6 +843,17 @@ class Conversion {
 
   private:
     Stop convert(std::string_view &text) {
+        const std::size_t shift = has_shifts_ ? text.find_first_of(kShifts) : std::string_view::npos;
+        if (shift == std::string_view::npos) {
+            return convert_plain(text);
+        }
+        std::string_view front = text.substr(0, shift);
+        const Stop stop = convert_plain(front);
+        text.remove_prefix(static_cast<std::size_t>(front.data() - text.data()));
+        return stop == Stop::kAtEnd ? Stop::kUnreadable : stop;
+    }
+
+    Stop convert_plain(std::string_view &text) {
         while (forgets_shifts_ && !text.empty()) {
             const std::size_t before = output_.length();
             std::string_view character = text.substr(0, kv::character_length(text, source_.row->shape));
@@ -914,7 +934,8 @@ class Conversion {
     }
 
     void replace(const char *place, std::size_t length) {
-        if (length <= 1 && ccs_Is7BitAscii(place, 1) != 0) {
+        const bool is_shift = has_shifts_ && kShifts.find(*place) != std::string_view::npos;
+        if (length <= 1 && ccs_Is7BitAscii(place, 1) != 0 && !is_shift) {
             output_.append(*place);
             return;
         }
@@ -934,6 +955,8 @@ class Conversion {
     // iconv takes a single shift (of ISO-2022-CN) for a lasting one, and then leaves out the shift that the
     // next character needs: it has to begin anew behind each.
     bool forgets_shifts_;
+    bool designates_once_;  // iconv would do it anew behind each flush, and holds nothing back
+    bool has_shifts_;       // what would be taken for shifts is no text in the target
     const char *begin_;
     std::string_view rest_;
     Output &output_;
