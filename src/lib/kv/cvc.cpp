@@ -656,6 +656,18 @@ void append_character(gunichar character, Output &output) {
     output.append(std::string_view{bytes.data(), static_cast<std::size_t>(length)});
 }
 
+// Of UTF-7 and UTF-16.
+constexpr unsigned kDigitBits = 6;
+constexpr gunichar kDigitMask = 0x3F;
+constexpr unsigned kUnitBits = 16;
+constexpr gunichar kUnitMask = 0xFFFF;
+constexpr gunichar kFirstHigh = 0xD800;
+constexpr gunichar kFirstLow = 0xDC00;
+constexpr gunichar kAfterLow = 0xE000;
+constexpr gunichar kFirstPair = 0x10000;
+constexpr unsigned kHalfBits = 10;
+constexpr gunichar kHalfMask = 0x3FF;
+
 // The characters of a run of UTF-7: the bits of its digits, 16 for each unit of UTF-16.
 class Utf7Run {
   public:
@@ -668,8 +680,8 @@ class Utf7Run {
         }
         count_ -= kUnitBits;
         const gunichar unit = bits_ >> count_ & kUnitMask;
-        const bool is_high = unit >= 0xD800 && unit < 0xDC00;
-        const bool is_low = unit >= 0xDC00 && unit < 0xE000;
+        const bool is_high = unit >= kFirstHigh && unit < kFirstLow;
+        const bool is_low = unit >= kFirstLow && unit < kAfterLow;
         if (unit == 0 || is_low != (high_ != 0)) {
             return false;
         }
@@ -677,7 +689,8 @@ class Utf7Run {
             high_ = unit;
             return true;
         }
-        append_character(is_low ? 0x10000 + ((high_ - 0xD800) << 10U) + (unit - 0xDC00) : unit, output);
+        append_character(
+            is_low ? kFirstPair + ((high_ - kFirstHigh) << kHalfBits) + (unit - kFirstLow) : unit, output);
         high_ = 0;
         return true;
     }
@@ -686,14 +699,82 @@ class Utf7Run {
     }
 
   private:
-    static constexpr unsigned kDigitBits = 6;
-    static constexpr unsigned kUnitBits = 16;
-    static constexpr gunichar kUnitMask = 0xFFFF;
-
     gunichar bits_ = 0;
     unsigned count_ = 0;  // of those that no unit has
     gunichar high_ = 0;   // the first half of a character
 };
+
+// Writes a run, as iconv does.
+class Utf7RunWriter {
+  public:
+    explicit Utf7RunWriter(Output &output) : output_(output) {}
+
+    [[nodiscard]] bool is_open() const { return is_open_; }
+
+    void append(gunichar character) {
+        if (!is_open_) {
+            output_.append('+');
+            is_open_ = true;
+        }
+        if (character >= kFirstPair) {
+            append_unit(kFirstHigh + ((character - kFirstPair) >> kHalfBits));
+            character = kFirstLow + (character & kHalfMask);
+        }
+        append_unit(character);
+    }
+
+    // Only a "-" tells what could be a digit from one.
+    void close(bool has_hyphen) {
+        if (!is_open_) {
+            return;
+        }
+        if (count_ > 0) {
+            append_digit(bits_ << (kDigitBits - count_));
+        }
+        if (has_hyphen) {
+            output_.append('-');
+        }
+        bits_ = 0;
+        count_ = 0;
+        is_open_ = false;
+    }
+
+  private:
+    void append_unit(gunichar unit) {
+        bits_ = bits_ << kUnitBits | unit;
+        for (count_ += kUnitBits; count_ >= kDigitBits;) {
+            count_ -= kDigitBits;
+            append_digit(bits_ >> count_);
+        }
+    }
+    void append_digit(gunichar bits) { output_.append(text::base64::kAlphabet[bits & kDigitMask]); }
+
+    Output &output_;
+    gunichar bits_ = 0;
+    unsigned count_ = 0;  // of those that are not written
+    bool is_open_ = false;
+};
+
+// Appends UTF-8 in UTF-7; false when it is no UTF-8.
+bool append_as_utf7(std::string_view text, Output &output) {
+    if (g_utf8_validate_len(text.data(), text.size(), nullptr) == 0) {
+        return false;
+    }
+    Utf7RunWriter run{output};
+    const char *const end = text.data() + text.size();
+    for (const char *place = text.data(); place != end; place = g_utf8_next_char(place)) {
+        if (kDirect.contains(*place)) {
+            run.close(*place == '-' || text::base64::digit(*place) >= 0);
+            output.append(*place);
+        } else if (*place == '+' && !run.is_open()) {
+            output.append("+-");
+        } else {
+            run.append(g_utf8_get_char(place));
+        }
+    }
+    run.close(true);
+    return true;
+}
 
 // Appends UTF-7 (RFC 2152) in UTF-8; false where there is more to it, such as an error.
 bool append_utf7(std::string_view text, Output &output) {
@@ -741,6 +822,9 @@ std::optional<Outcome> convert_directly(std::string_view text, const Set &source
     }
     if (source.row->shape == kv::Shape::kUtf7 && target.id == unicode().id) {
         return append_utf7(text, output) ? std::optional<Outcome>{Outcome{}} : std::nullopt;
+    }
+    if (source.id == unicode().id && target.row->shape == kv::Shape::kUtf7) {
+        return append_as_utf7(text, output) ? std::optional<Outcome>{Outcome{}} : std::nullopt;
     }
     if (is_ascii || (source.row->flags & target.row->flags & CCS_FLAG_ASCII) == 0) {
         return std::nullopt;
