@@ -1090,6 +1090,9 @@ Outcome convert_text(std::string_view text, const Set &source, const Set &target
     return *outcome;
 }
 
+// The calling thread's block for what is between two sets.
+thread_local Block last_between;
+
 // The same by names. A text that switches state is taken through UTF-8, in which a loss loses no state.
 Outcome convert_named(std::string_view text, const char *source_name, const char *target_name, Block &block) {
     const NamedSet source{source_name};
@@ -1100,11 +1103,15 @@ Outcome convert_named(std::string_view text, const char *source_name, const char
     if (!switches_state(*source.get().row) || target.get().id == unicode().id) {
         return convert_text(text, source.get(), target.get(), block);
     }
-    Block between;
-    const Outcome first = convert_text(text, source.get(), unicode(), between);
-    return first.status == CVC_FAILED
-               ? first
-               : both(first, convert_text(between.view(), unicode(), target.get(), block));
+    Block between = std::exchange(last_between, {});
+    Outcome outcome = convert_text(text, source.get(), unicode(), between);
+    if (outcome.status != CVC_FAILED) {
+        outcome = both(outcome, convert_text(between.view(), unicode(), target.get(), block));
+    }
+    if (between.size <= kKeptResult) {
+        last_between = std::move(between);
+    }
+    return outcome;
 }
 
 std::string_view view_of(const char *text, std::int32_t length) {

@@ -104,14 +104,15 @@ class WordWriter {
     [[nodiscard]] std::size_t frame() const { return prefix_length_ + text::kWordEnd.size(); }
 
     void write(std::string_view raw) {
-        std::array<char, kCodedLength * sizeof(RawWord)> text;  // NOLINT(*-member-init)
-        const auto length = static_cast<std::int32_t>(raw.size());
-        (base64_ ? inet_bin2base64 : inet_text2Q)(raw.data(), length, text.data());
+        std::array<char, 1 + sizeof prefix_ + kCodedLength * sizeof(RawWord)> word;  // NOLINT(*-member-init)
+        std::size_t length = 0;
         if (has_written_) {
-            dstring_append1(&out_, " ");
+            word[length++] = ' ';
         }
-        dstring_append1(&out_, prefix_.data());
-        dstring_append1(&out_, text.data());
+        length += std::string_view{prefix_.data(), prefix_length_}.copy(word.data() + length, prefix_length_);
+        char *const text = word.data() + length;
+        (base64_ ? inet_bin2base64 : inet_text2Q)(raw.data(), static_cast<std::int32_t>(raw.size()), text);
+        dstring_appendN(&out_, word.data(), static_cast<std::int32_t>(length + std::strlen(text)));
         dstring_append1(&out_, text::kWordEnd.data());
         has_written_ = true;
     }
@@ -165,16 +166,21 @@ class Units {
     // The code page in force behind the unit given last.
     [[nodiscard]] int code_page() const { return to_ascii_.empty() ? 0 : ccs_GetCP(0, nullptr); }
 
-    [[nodiscard]] std::string_view closing(int code_page) const {
-        ccs_descriptor page = descriptor_;
-        page.code_page = static_cast<std::int16_t>(code_page);
-        return code_page == 0 || (ccs_GetCSFlags(&page) & CCS_FLAG_PLAIN) != 0 ? std::string_view{}
-                                                                               : to_ascii_;
+    std::string_view closing(int code_page) {
+        if (code_page != last_page_) {
+            ccs_descriptor page = descriptor_;
+            page.code_page = static_cast<std::int16_t>(code_page);
+            last_page_ = code_page;
+            last_closing_ = (ccs_GetCSFlags(&page) & CCS_FLAG_PLAIN) != 0 ? std::string_view{} : to_ascii_;
+        }
+        return last_closing_;
     }
 
   private:
     ccs_descriptor descriptor_{};
     std::string_view to_ascii_;
+    int last_page_ = 0;
+    std::string_view last_closing_;
     const text::CharSet *single_ = &kNoBytes;
     bool is_first_ = true;
 };
