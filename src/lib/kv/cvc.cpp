@@ -813,13 +813,8 @@ bool append_utf7(std::string_view text, Output &output) {
 
 // Converts without a converter where that gives the same; nothing, with nothing of worth in the output, where
 // it may not.
-std::optional<Outcome> convert_directly(std::string_view text, const Set &source, const Set &target,
-                                        Output &output) {
-    const bool is_ascii = text::ascii_length(text) == text.size();
-    if (is_ascii && has_as_is(source, text) && has_as_is(target, text)) {
-        output.append(text);
-        return Outcome{};
-    }
+std::optional<Outcome> convert_directly(std::string_view text, bool is_ascii, const Set &source,
+                                        const Set &target, Output &output) {
     if (source.row->shape == kv::Shape::kUtf7 && target.id == unicode().id) {
         return append_utf7(text, output) ? std::optional<Outcome>{Outcome{}} : std::nullopt;
     }
@@ -1073,8 +1068,16 @@ Outcome both(const Outcome &first, const Outcome &second) {
 // Converts into `block`, which is empty when a failure passes through. The status is CVC_FAILED, and the
 // block as it was, when iconv does not have the set.
 Outcome convert_text(std::string_view text, const Set &source, const Set &target, Block &block) {
-    Output output{expected_size(text), std::exchange(block, {})};
-    std::optional<Outcome> outcome = convert_directly(text, source, target, output);
+    const bool is_ascii = text::ascii_length(text) == text.size();
+    const bool is_as_is = is_ascii && has_as_is(source, text) && has_as_is(target, text);
+    Output output{is_as_is ? std::max(text.size() + 1, kMinOutputSize) : expected_size(text),
+                  std::exchange(block, {})};
+    if (is_as_is) {
+        output.append(text);
+        block = output.release();
+        return {};
+    }
+    std::optional<Outcome> outcome = convert_directly(text, is_ascii, source, target, output);
     if (!outcome) {
         output.clear();
         Converter *converter = find_converter(source, target);

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <limits>
 #include <string_view>
 
 #include "ccs.h"
@@ -17,7 +18,8 @@
 namespace {
 
 constexpr std::size_t kMaxWord = 75;
-constexpr std::size_t kMaxUnit = kMaxWord;                    // no unit that is longer could stay whole
+constexpr std::size_t kMaxUnit = kMaxWord;  // no unit that is longer could stay whole
+constexpr std::size_t kLongText = 1024;
 constexpr std::size_t kMaxName = 40;                          // leaves a word room for some characters
 constexpr std::string_view kUnknownCharset = "UNKNOWN-8BIT";  // RFC 1428
 constexpr text::CharSet kNameCharacters = text::kLetters | text::kDigits | text::CharSet{"-_.:+()"};
@@ -29,6 +31,11 @@ constexpr const char *kUnicode = "UTF8";
 
 bool is_base64(char encoding) {
     return text::to_upper(encoding) == 'B';
+}
+
+// The characters that a byte takes in Q.
+std::size_t weight_of(char c) {
+    return c == ' ' || text::kStandsInWord.contains(c) ? 1 : kCodedLength;
 }
 
 // The raw text of a word: what a cut before left to resume, and units of the text.
@@ -60,7 +67,7 @@ class RawWord {
         const std::size_t most = base64 ? limit / 4 * 3 : SIZE_MAX;
         std::size_t count = 0;
         for (; count < bytes.size() && length_ < most && characters.contains(bytes[count]); ++count) {
-            const std::size_t weight = weight_ + weight_of(bytes[count]);
+            const std::size_t weight = weight_ + ::weight_of(bytes[count]);
             if (!base64 && weight > limit) {
                 break;
             }
@@ -73,13 +80,10 @@ class RawWord {
     [[nodiscard]] std::string_view view() const { return {bytes_.data(), length_}; }
 
   private:
-    static std::size_t weight_of(char c) {
-        return c == ' ' || text::kStandsInWord.contains(c) ? 1 : kCodedLength;
-    }
     static std::size_t weight_of(std::string_view bytes) {
         std::size_t weight = 0;
         for (const char c : bytes) {
-            weight += weight_of(c);
+            weight += ::weight_of(c);
         }
         return weight;
     }
@@ -124,6 +128,26 @@ class WordWriter {
     std::size_t prefix_length_ = 0;
     bool has_written_ = false;
 };
+
+// Makes room in `out` for about the words of `text`.
+void reserve(std::string_view text, bool base64, std::size_t frame, dstring &out) {
+    constexpr std::size_t kUnused = 2;  // of a word's room, behind the last unit that fits
+    std::size_t length = 0;
+    if (base64) {
+        length = text.size() / 3 * 4;
+    } else {
+        for (const char c : text) {
+            length += weight_of(c);
+        }
+    }
+    length += (length / (kMaxWord - frame - kUnused) + 1) * (frame + 1);
+    const std::int32_t before = out.length;
+    const std::size_t whole = static_cast<std::size_t>(before) + length;
+    if (whole < std::numeric_limits<std::int32_t>::max()) {
+        dstring_setLength(&out, static_cast<std::int32_t>(whole));
+        dstring_setLength(&out, before);
+    }
+}
 
 // The name to write: MIME's, or the caller's own where it can stand in a word.
 std::string_view word_name(const char *charset) {
@@ -205,6 +229,9 @@ void inet_encodeHeader(const char *charset, int /*flags*/, const char *text, cha
     const bool base64 = is_base64(encoding);
     WordWriter writer{word_name(charset), base64, *out};
     Units units{charset};
+    if (std::strlen(text) > kLongText) {
+        reserve(text, base64, writer.frame(), *out);
+    }
     RawWord word;
     const std::size_t room = kMaxWord - writer.frame();
     std::size_t limit = room - std::min(room, static_cast<std::size_t>(std::max(column, 0)));

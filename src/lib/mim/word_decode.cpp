@@ -35,6 +35,7 @@ constexpr char kLanguageMark = '*';                 // ends the set's name in a 
 constexpr int kPurpose = 21;                        // as the conversion service keeps it
 constexpr std::size_t kMaxExpansion = 4;            // bytes out of one, when a text is converted
 constexpr std::size_t kShortWord = 256;             // bytes of a word that are decoded without the heap
+constexpr std::size_t kLongValue = 1024;            // for which room is made before it is decoded
 
 // ---- Q ----
 
@@ -222,6 +223,9 @@ class Decoder {
         const char *const mark = strchrnul(text, text::kWordBegin.front());
         const std::string_view value{text, static_cast<std::size_t>(mark - text) + std::strlen(mark)};
         std::size_t place = 0;
+        if (value.size() > kLongValue) {
+            mim::reserve(out_, value.size());
+        }
         auto search_from = static_cast<std::size_t>(mark - text);
         bool follows_word = false;
         for (;;) {

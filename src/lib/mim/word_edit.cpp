@@ -69,7 +69,8 @@ bool is_unicode(const char *charset) {
     return cvc_iconvCharsetEquiv(charset, 0) == kUnicodeMimeName;
 }
 
-// Appends the two texts to `out` as words of one set.
+// Appends the two texts to `out` as words of one set. What is no longer needed is released, for values may be
+// long.
 void encode_joined(Decoded &first, Decoded &second, const char *raw_first, const char *raw_second,
                    dstring *out) {
     for (Decoded *decoded : {&first, &second}) {
@@ -77,8 +78,10 @@ void encode_joined(Decoded &first, Decoded &second, const char *raw_first, const
             text::copy_text(kAscii, decoded->charset.data(), MIM_CHARSET_SIZE);
         }
     }
-    const HeapText front = convert(first.text(), first.charset.data(), kUnicode);
-    const HeapText back = front ? convert(second.text(), second.charset.data(), kUnicode) : nullptr;
+    HeapText front = convert(first.text(), first.charset.data(), kUnicode);
+    first.work.clear();
+    HeapText back = front ? convert(second.text(), second.charset.data(), kUnicode) : nullptr;
+    second.work.clear();
     if (!back) {
         dstring_append1(out, raw_first);
         dstring_append1(out, raw_second);
@@ -86,10 +89,13 @@ void encode_joined(Decoded &first, Decoded &second, const char *raw_first, const
     }
     mim::WorkString joined;
     dstring_append1(joined.get(), front.get());
+    front.reset();
     dstring_append1(joined.get(), back.get());
+    back.reset();
     const char *const charset = first.charset.data();
     if (first.has_set_of(second) && !is_unicode(charset)) {
         if (const HeapText text = convert(joined.c_str(), kUnicode, charset)) {
+            joined.clear();
             inet_encodeHeader(charset, 0, text.get(), kJoinEncoding, 0, out);
             return;
         }
@@ -107,7 +113,7 @@ const char *join(const char *first, const char *second) {
         Decoded decoded_second{second};
         mim::WorkString encoded;
         encode_joined(decoded_first, decoded_second, first, second, encoded.get());
-        held_join.reset(os_strdup(encoded.c_str()));
+        held_join.reset(encoded.view().empty() ? os_strdup("") : encoded.release());
     }
     return held_join.get();
 }

@@ -28,6 +28,13 @@ inline void append(dstring *string, std::string_view text) {
     dstring_appendN(string, text.data(), service_length(text.size()));
 }
 
+// Makes room for `length` bytes more, so that the string need not grow.
+inline void reserve(dstring *string, std::size_t length) {
+    const std::int32_t before = string->length;
+    dstring_setLength(string, service_length(static_cast<std::size_t>(before) + length));
+    dstring_setLength(string, before);
+}
+
 class WorkString {
   public:
     WorkString() { dstring_init(&string_); }
@@ -38,6 +45,14 @@ class WorkString {
     }
 
     [[nodiscard]] dstring *get() { return &string_; }
+    void clear() { dstring_free(&string_); }
+
+    // Hands the block over; null when there is none.
+    [[nodiscard]] char *release() {
+        char *const block = string_.capacity > 0 ? string_.data : nullptr;
+        dstring_init(&string_);
+        return block;
+    }
     [[nodiscard]] const char *c_str() const { return string_.data; }
     [[nodiscard]] std::string_view view() const { return view_of(string_); }
 
