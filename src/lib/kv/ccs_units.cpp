@@ -247,7 +247,11 @@ std::size_t length_in_force(std::string_view text) {
 }
 
 // The unit of a set with escapes at the front of `text`: its length.
-std::size_t next_switching_unit(std::string_view text, const ccs_charset &charset, int &state) {
+[[gnu::noinline]] int next_switching_unit(std::string_view text, const ccs_charset &charset, bool is_first,
+                                          int &state) {
+    if (is_first || progress.charset != &charset || progress.code_page == 0) {
+        progress = {&charset, {}, number_of({})};
+    }
     const std::size_t switches = pass_switches(text, charset.escapes);
     const std::string_view rest = text.substr(switches);
     const bool has_character = !rest.empty() && (switches == 0 || !kSwitchStarts.contains(rest.front()) ||
@@ -258,7 +262,7 @@ std::size_t next_switching_unit(std::string_view text, const ccs_charset &charse
         progress.state = {};
         progress.code_page = number_of({});
     }
-    return switches + length;
+    return static_cast<int>(switches + length);
 }
 
 }  // namespace
@@ -275,10 +279,7 @@ const char *ccs_GetNextMimeUnit(const char *text, int length, const ccs_descript
         *unit_length = static_cast<int>(row == nullptr ? 1 : kv::character_length(rest, row->shape));
         return text;
     }
-    if (first != 0 || progress.charset != row || progress.code_page == 0) {
-        progress = {row, {}, number_of({})};
-    }
-    *unit_length = static_cast<int>(next_switching_unit(rest, *row, *state));
+    *unit_length = next_switching_unit(rest, *row, first != 0, *state);
     return text;
 }
 

@@ -9,6 +9,7 @@
 #include <array>
 #include <cstdint>
 #include <cstring>
+#include <iterator>
 #include <string_view>
 #include <utility>
 
@@ -150,22 +151,25 @@ class Tails {
     Tails(const ccs_descriptor &charset, bool switches) : charset_(charset), switches_(switches) {}
 
     [[nodiscard]] Tail behind(int state) {
-        bool is_plain = false;
+        is_plain_ = false;
         if (state > 0) {
-            is_plain = is_plain_page(state);
+            is_plain_ = is_plain_page(state);
         } else if (state == 0) {
             std::int32_t scratch = 0;
             current_ = ccs_GetCP(0, &scratch);
-            is_plain = current_ > 0 && is_plain_page(current_);
+            is_plain_ = current_ > 0 && is_plain_page(current_);
         }
-        if (switches_ && state > 0 && !is_plain) {
+        if (switches_ && state > 0 && !is_plain_) {
             return {0, true, state};
         }
-        if (state != 0 || is_plain) {
+        if (state != 0 || is_plain_) {
             return {};
         }
         return {current_ > 0 ? bytes_of(current_) : 1, true, current_};
     }
+
+    // Whether the set was in ASCII, with nothing to lead back to, behind that unit.
+    [[nodiscard]] bool is_plain() const { return is_plain_; }
 
   private:
     [[nodiscard]] ccs_descriptor page(int code_page) const {
@@ -188,6 +192,7 @@ class Tails {
     const ccs_descriptor &charset_;
     bool switches_;
     int current_ = 0;
+    bool is_plain_ = false;
 };
 
 // ---- One word ----
@@ -216,8 +221,9 @@ class Word {
         : text_(value.text),
           charset_(value.charset),
           switches_((value.flags & CCS_FLAG_ESCAPES) != 0),
-          has_simple_ascii_(!switches_ && (value.flags & CCS_FLAG_ASCII) != 0 && form.is_word()),
           form_(form),
+          is_simple_(!switches_ && form.is_word()),
+          run_(run_of(value.flags)),
           is_quoted_(form.mode == kQuotedPrintable),
           codes_(codes),
           tails_(value.charset, switches_),
@@ -228,12 +234,13 @@ class Word {
           limit_(form.mode == kBase64 && room >= 0 ? room / kGroupCharacters * kGroupBytes : room),
           closing_weight_(weight_of(sequence.to_ascii.view())),
           placeholder_weight_(weight_of({&kPlaceholder, 1})),
+          simple_limit_(limit_ - weight_of(kSimpleTail)),
           weight_(weight_of(resume_)) {}
 
     // Takes units until the next does not fit; true when all of the text was taken.
     bool take() {
         while (taken_ < text_.size()) {
-            if (has_simple_ascii_ && take_ascii()) {
+            if (run_ != nullptr && run_->contains(text_[taken_]) && take_run()) {
                 continue;
             }
             int state = 0;
@@ -245,15 +252,22 @@ class Word {
                 return true;
             }
             const std::string_view bytes{unit, static_cast<std::size_t>(length)};
+            if (is_simple_ && length == 1 && state == 0 && taken_ > 0 && *unit != '\0') {
+                if (!take_byte(*unit)) {
+                    return false;
+                }
+                continue;
+            }
             high_run_ = length == 1 && is_high(bytes.front()) ? high_run_ + 1 : 0;
             const Tail tail = switches_ || state != 0 ? tails_.behind(state) : kSimpleTail;
+            if (switches_ && form_.is_word()) {
+                run_ = tails_.is_plain() ? &kUnswitched : nullptr;
+            }
             if (bytes.front() == '\0') {  // ends the word's text, whatever comes
                 return weight_ <= limit_;
             }
             const int weight = weight_of_unit(bytes);
-            if (weight_ + weight + tail.placeholders * placeholder_weight_ +
-                    (tail.is_closed ? closing_weight_ : 0) >
-                limit_) {
+            if (weight_ + weight + weight_of(tail) > limit_) {
                 return false;
             }
             write(bytes);
@@ -309,6 +323,12 @@ class Word {
     static constexpr int kGroupBytes = text::base64::kGroupBytes;
     static constexpr int kGroupCharacters = text::base64::kGroupCharacters;
 
+    // Where the text may end, whatever its length says, and where there is more to a unit.
+    static constexpr text::CharSet kNoBytes{std::string_view{"\0", 1}};
+    static constexpr text::CharSet kBytes = ~kNoBytes;
+    static constexpr text::CharSet kAscii = text::CharSet::range('\x01', '\x7F');
+    static constexpr text::CharSet kUnswitched = ~(kNoBytes | text::CharSet{"\x1B\x0E\x0F"});
+
     [[nodiscard]] bool is_closed() const { return is_cut_ && last_.is_closed; }
     [[nodiscard]] bool is_at_start() const { return taken_ == 0 && resume_.empty(); }
 
@@ -328,6 +348,10 @@ class Word {
         return weight;
     }
 
+    [[nodiscard]] int weight_of(const Tail &tail) const {
+        return tail.placeholders * placeholder_weight_ + (tail.is_closed ? closing_weight_ : 0);
+    }
+
     // Where no room is kept for a byte more, what the start of a line adds counts.
     [[nodiscard]] int weight_of_unit(std::string_view bytes) const {
         if (!switches_ || !is_at_start()) {
@@ -339,38 +363,59 @@ class Word {
                (is_doubled ? 1 : 0);
     }
 
-    // Takes bytes of ASCII, each a unit with the same tail; false when none was taken.
-    bool take_ascii() {
+    // Takes a unit of one byte of a set that does not switch, behind others; false when it does not fit.
+    bool take_byte(char c) {
+        high_run_ = is_high(c) ? high_run_ + 1 : 0;
+        const int weight = is_quoted_ ? codes_.weight(c) : 1;
+        if (weight_ + weight > simple_limit_) {
+            return false;
+        }
+        if (is_quoted_) {
+            place_ = codes_.write(c, place_);
+        }
+        weight_ += weight;
+        ++taken_;
+        last_ = kSimpleTail;
+        return true;
+    }
+
+    // The bytes that are units in a word, whatever comes before them, with the same tail: in a set that
+    // switches state none until it is in ASCII.
+    [[nodiscard]] const text::CharSet *run_of(int flags) const {
+        if (!is_simple_) {
+            return nullptr;
+        }
+        return (flags & CCS_FLAG_SINGLE) != 0 ? &kBytes : (flags & CCS_FLAG_ASCII) != 0 ? &kAscii : nullptr;
+    }
+
+    // Takes a run of such bytes; false when none was taken.
+    bool take_run() {
         const char *const begin = text_.data() + taken_;
-        const char *const end = begin + (text_.size() - taken_);
-        const int limit = limit_ - placeholder_weight_ - closing_weight_;
+        const char *const end = text_.data() + text_.size();
+        const Tail tail = switches_ ? Tail{} : kSimpleTail;
         if (taken_ == 0 && (!resume_.empty() || needs_code_at_start(*begin))) {
             return false;
         }
-        const char *place = begin;
-        if (is_quoted_) {
-            place = take_quoted(begin, end, limit);
-        } else if (weight_ < limit) {
-            // The text may end at a NUL byte before its length says so, and nothing behind that is its own.
-            const std::ptrdiff_t most = std::min<std::ptrdiff_t>(end - begin, limit - weight_);
-            place += text::ascii_length({begin, strnlen(begin, static_cast<std::size_t>(most))});
-            weight_ += static_cast<int>(place - begin);
-        }
+        const int limit = limit_ - weight_of(tail);
+        const char *const place = is_quoted_ ? take_quoted(begin, end, limit) : take_plain(begin, end, limit);
         if (place == begin) {
             return false;
         }
+        const char *const high =
+            std::find_if_not(std::reverse_iterator{place}, std::reverse_iterator{begin}, is_high).base();
+        high_run_ = static_cast<int>(place - high) + (high == begin ? high_run_ : 0);
         taken_ += static_cast<std::size_t>(place - begin);
-        high_run_ = 0;
         needs_first_ = false;
-        last_ = kSimpleTail;
+        last_ = tail;
         return true;
     }
 
     const char *take_quoted(const char *in, const char *end, int limit) {
         const Codes &codes = codes_;  // what is written could be this object, for all the compiler knows
+        const text::CharSet &run = *run_;
         char *place = place_;
         int weight = weight_;
-        for (; in != end && static_cast<signed char>(*in) > 0; ++in) {
+        for (; in != end && run.contains(*in); ++in) {
             const int grown = weight + codes.weight(*in);
             if (grown > limit) {
                 break;
@@ -381,6 +426,21 @@ class Word {
         place_ = place;
         weight_ = weight;
         return in;
+    }
+
+    const char *take_plain(const char *in, const char *end, int limit) {
+        if (weight_ >= limit) {
+            return in;
+        }
+        const char *const last = in + std::min<std::ptrdiff_t>(end - in, limit - weight_);
+        const char *const place =
+            run_ == &kAscii
+                // The text may end at a NUL byte before its length says so, and nothing
+                // behind that is its own.
+                ? in + text::ascii_length({in, strnlen(in, static_cast<std::size_t>(last - in))})
+                : std::find_if_not(in, last, [this](char c) { return run_->contains(c); });
+        weight_ += static_cast<int>(place - in);
+        return place;
     }
 
     // In quoted-printable: writes bytes that are taken, and before the first what resumes.
@@ -418,8 +478,9 @@ class Word {
     std::string_view text_;
     const ccs_descriptor &charset_;
     bool switches_;
-    bool has_simple_ascii_;  // where ASCII is itself, nothing is switched, and line ends need no look
     Form form_;
+    bool is_simple_;            // nothing is switched, and line ends need no look
+    const text::CharSet *run_;  // null when each unit has to be asked for
     bool is_quoted_;
     const Codes &codes_;
     Tails tails_;
@@ -430,6 +491,7 @@ class Word {
     int limit_;
     int closing_weight_;
     int placeholder_weight_;
+    int simple_limit_;  // of the weight of what comes before a simple tail
     int weight_;
     std::size_t taken_ = 0;
     int high_run_ = 0;  // units of one byte above 127, the one that did not fit included
