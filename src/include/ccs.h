@@ -32,6 +32,7 @@ enum ccs_flags {
     CCS_FLAG_MULTIBYTE = 4,   // a character may take several bytes
     CCS_FLAG_SINGLE = 8,      // one byte is one character
     CCS_FLAG_ASCII = 16,      // a byte below 128 where a character begins is that character of ASCII, whole
+    CCS_FLAG_WHOLE7 = 32,     // a byte below 128 where a character begins is one, whole, whichever it is
     CCS_FLAG_ESCAPES = 0x800  // switches state with escape sequences
 };
 

@@ -27,6 +27,7 @@ using text::CharSet;
 // ---- Characters of sets without escapes ----
 
 constexpr CharSet kTwoByteLeads = CharSet::range('\xC2', '\xDF');  // of UTF-8
+constexpr CharSet kUtf8Leads = CharSet::range('\xC2', '\xF4');
 constexpr CharSet kContinuations = CharSet::range('\x80', '\xBF');
 constexpr CharSet kEucBytes = CharSet::range('\xA1', '\xFE');
 constexpr CharSet kKanaBytes = CharSet::range('\xA1', '\xDF');
@@ -53,12 +54,15 @@ std::size_t length_if(std::string_view text, const Sets &...sets) {
 }
 
 std::size_t utf8_length(std::string_view text) {
+    if (!kUtf8Leads.contains(text.front())) {
+        return 1;
+    }
     if (const std::size_t length = length_if(text, kTwoByteLeads, kContinuations); length > 1) {
         return length;
     }
     const gunichar character =
         g_utf8_get_char_validated(text.data(), static_cast<gssize>(std::min<std::size_t>(text.size(), 6)));
-    // A NUL byte is a character of one byte too; what is malformed is no value of a character.
+    // What is malformed is no value of a character.
     return g_unichar_validate(character) != 0
                ? static_cast<std::size_t>(g_utf8_next_char(text.data()) - text.data())
                : 1;

@@ -164,7 +164,7 @@ class Units {
         ccs_GetCSDescriptor(charset, &descriptor_);
         if (descriptor_.charset == 0 || (descriptor_.flags & CCS_FLAG_SINGLE) != 0) {
             single_ = &kAllBytes;
-        } else if ((descriptor_.flags & CCS_FLAG_ASCII) != 0) {
+        } else if ((descriptor_.flags & CCS_FLAG_WHOLE7) != 0) {
             single_ = &kAscii;
         }
         if ((descriptor_.flags & CCS_FLAG_ESCAPES) != 0) {

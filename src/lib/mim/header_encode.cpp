@@ -385,7 +385,7 @@ class Word {
         if (!is_simple_) {
             return nullptr;
         }
-        return (flags & CCS_FLAG_SINGLE) != 0 ? &kBytes : (flags & CCS_FLAG_ASCII) != 0 ? &kAscii : nullptr;
+        return (flags & CCS_FLAG_SINGLE) != 0 ? &kBytes : (flags & CCS_FLAG_WHOLE7) != 0 ? &kAscii : nullptr;
     }
 
     // Takes a run of such bytes; false when none was taken.
