@@ -10,6 +10,7 @@
 #ifndef CCS_H
 #define CCS_H
 
+#include <stdbool.h>
 #include <stdint.h>
 
 #include "kv_export.h"
@@ -32,7 +33,6 @@ enum ccs_flags {
     CCS_FLAG_MULTIBYTE = 4,   // a character may take several bytes
     CCS_FLAG_SINGLE = 8,      // one byte is one character
     CCS_FLAG_ASCII = 16,      // a byte below 128 where a character begins is that character of ASCII, whole
-    CCS_FLAG_WHOLE7 = 32,     // a byte below 128 where a character begins is one, whole, whichever it is
     CCS_FLAG_ESCAPES = 0x800  // switches state with escape sequences
 };
 
@@ -86,6 +86,10 @@ KV_EXPORT int ccs_Is7BitAscii(const char *text, int length);
 // which lines do.
 KV_EXPORT const char *ccs_GetNextMimeUnit(const char *text, int length, const ccs_descriptor *charset,
                                           int first, int *state, int *unit_length);
+
+// Returns 256 entries, true for each byte that is a unit by itself, of state 0, wherever a unit may begin: in
+// the descriptor's code page or, without one, in its set. Static.
+KV_EXPORT const bool *ccs_GetWholeBytes(const ccs_descriptor *descriptor);
 
 // Returns the code page in force behind the unit of a set with CCS_FLAG_ESCAPES that the calling thread was
 // given last; 0 before any. `which` is 0, and `*scratch` is not used.

@@ -16,7 +16,7 @@ using kv::Shape;
 
 constexpr std::int32_t kAscii7 = CCS_FLAG_7BIT | CCS_FLAG_SINGLE | CCS_FLAG_ASCII;
 constexpr std::int32_t kAsciiSingle = CCS_FLAG_SINGLE | CCS_FLAG_ASCII;
-constexpr std::int32_t kAsciiMultibyte = CCS_FLAG_MULTIBYTE | CCS_FLAG_ASCII | CCS_FLAG_WHOLE7;
+constexpr std::int32_t kAsciiMultibyte = CCS_FLAG_MULTIBYTE | CCS_FLAG_ASCII;
 constexpr std::int32_t kSwitching = CCS_FLAG_7BIT | CCS_FLAG_MULTIBYTE | CCS_FLAG_ESCAPES;
 
 constexpr ccs_charset single(const char *name, const char *mime_name, const char *iconv_name) {
@@ -36,8 +36,7 @@ constexpr ccs_charset switching(const char *name, const char *mime_name, std::in
 constexpr std::array kCharsets = std::to_array<ccs_charset>({
     {"IA5", "US-ASCII", "ANSI_X3.4-1968", kAscii7, 1, Shape::kSingle, Escapes::kNone},
     multibyte(kv::kUnicodeCharset, "UTF-8", "UTF-8", 4, Shape::kUtf8),
-    {kv::kInternalCharset, "T.61-8bit", "T.61-8BIT", CCS_FLAG_MULTIBYTE | CCS_FLAG_WHOLE7, 2, Shape::kT61,
-     Escapes::kNone},
+    {kv::kInternalCharset, "T.61-8bit", "T.61-8BIT", CCS_FLAG_MULTIBYTE, 2, Shape::kT61, Escapes::kNone},
     single("ISO8859_1", "ISO-8859-1", "ISO-8859-1"),
     single("ISO8859_2", "ISO-8859-2", "ISO-8859-2"),
     single("ISO8859_3", "ISO-8859-3", "ISO-8859-3"),

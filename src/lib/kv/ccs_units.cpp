@@ -85,6 +85,44 @@ std::size_t euc_jp_length(std::string_view text) {
                      length_if(text, kSupplementShift, kEucBytes, kEucBytes)});
 }
 
+constexpr CharSet kNoBytes;
+constexpr CharSet kAllBytes = ~kNoBytes;
+constexpr CharSet kNoUtf8Leads = ~kUtf8Leads;
+constexpr CharSet kNoT61Marks = ~kT61Marks;
+constexpr CharSet kNoEucBytes = ~kEucBytes;
+constexpr CharSet kNoEucJpBytes = ~(kEucBytes | kKanaShift | kSupplementShift);
+constexpr CharSet kNoShiftJisLeads = ~kShiftJisLeads;
+constexpr CharSet kNoLeads = ~kLeads;
+constexpr CharSet kNoUtf7Shift = ~CharSet{std::string_view{&kUtf7Shift, 1}};
+
+// The bytes that are characters, or none, whatever follows them.
+const CharSet &whole_bytes(Shape shape) {
+    switch (shape) {
+        case Shape::kSingle:
+            return kAllBytes;
+        case Shape::kUtf8:
+            return kNoUtf8Leads;
+        case Shape::kT61:
+            return kNoT61Marks;
+        case Shape::kEuc:
+            return kNoEucBytes;
+        case Shape::kEucJp:
+            return kNoEucJpBytes;
+        case Shape::kShiftJis:
+            return kNoShiftJisLeads;
+        case Shape::kBig5:
+        case Shape::kGbk:
+        case Shape::kGb18030:
+        case Shape::kUhc:
+            return kNoLeads;
+        case Shape::kUtf7:
+            return kNoUtf7Shift;
+        case Shape::kIso2022:
+            break;
+    }
+    return kNoBytes;
+}
+
 }  // namespace
 
 std::size_t kv::character_length(std::string_view text, Shape shape) {
@@ -202,6 +240,7 @@ constexpr std::array kSwitches = std::to_array<Switch>({
 });
 
 constexpr CharSet kSwitchStarts{"\x1B\x0E\x0F"};
+constexpr CharSet kNoSwitchStarts = ~kSwitchStarts;
 constexpr int kMaxSwitches = 4;  // of a unit; two designations and a shift are all that a character needs
 constexpr CharSet kEscape{"\x1B"};
 constexpr CharSet kSingleShift{"N"};
@@ -285,6 +324,15 @@ const char *ccs_GetNextMimeUnit(const char *text, int length, const ccs_descript
     }
     *unit_length = next_switching_unit(rest, *row, first != 0, *state);
     return text;
+}
+
+const bool *ccs_GetWholeBytes(const ccs_descriptor *descriptor) {
+    if (descriptor->code_page != 0) {
+        const CodePage *page = code_page_of(descriptor->code_page);
+        return (page != nullptr && page->state == State{} ? kNoSwitchStarts : kNoBytes).data();
+    }
+    const ccs_charset *row = kv::charset_of(descriptor->charset);
+    return (row == nullptr ? kAllBytes : whole_bytes(row->shape)).data();
 }
 
 int16_t ccs_GetCP(int /*which*/, int32_t * /*scratch*/) {

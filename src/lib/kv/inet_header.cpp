@@ -23,9 +23,6 @@ constexpr std::size_t kLongText = 1024;
 constexpr std::size_t kMaxName = 40;                          // leaves a word room for some characters
 constexpr std::string_view kUnknownCharset = "UNKNOWN-8BIT";  // RFC 1428
 constexpr text::CharSet kNameCharacters = text::kLetters | text::kDigits | text::CharSet{"-_.:+()"};
-constexpr text::CharSet kNoBytes;
-constexpr text::CharSet kAllBytes = ~kNoBytes;
-constexpr text::CharSet kAscii = text::CharSet::range('\0', '\x7F');
 constexpr std::size_t kCodedLength = 3;
 constexpr const char *kUnicode = "UTF8";
 
@@ -60,13 +57,13 @@ class RawWord {
         weight_ += weight_of(bytes);
     }
 
-    // Appends the bytes at the front of `bytes` that fit, up to one that is not in `characters`. Returns how
-    // many.
-    std::size_t append_some(std::string_view bytes, const text::CharSet &characters, std::size_t limit,
-                            bool base64) {
+    // Appends the bytes at the front of `bytes` that fit, up to one that `is_whole` does not have. Returns
+    // how many.
+    std::size_t append_some(std::string_view bytes, const bool *is_whole, std::size_t limit, bool base64) {
         const std::size_t most = base64 ? limit / 4 * 3 : SIZE_MAX;
         std::size_t count = 0;
-        for (; count < bytes.size() && length_ < most && characters.contains(bytes[count]); ++count) {
+        for (; count < bytes.size() && length_ < most && is_whole[static_cast<unsigned char>(bytes[count])];
+             ++count) {
             const std::size_t weight = weight_ + ::weight_of(bytes[count]);
             if (!base64 && weight > limit) {
                 break;
@@ -162,11 +159,6 @@ class Units {
   public:
     explicit Units(const char *charset) {
         ccs_GetCSDescriptor(charset, &descriptor_);
-        if (descriptor_.charset == 0 || (descriptor_.flags & CCS_FLAG_SINGLE) != 0) {
-            single_ = &kAllBytes;
-        } else if ((descriptor_.flags & CCS_FLAG_WHOLE7) != 0) {
-            single_ = &kAscii;
-        }
         if ((descriptor_.flags & CCS_FLAG_ESCAPES) != 0) {
             int length = 0;
             const char *escape = ccs_GetConfAsciiEscs(&descriptor_, CCS_CONFIGURED, &length);
@@ -184,8 +176,8 @@ class Units {
         return text.substr(0, static_cast<std::size_t>(length));
     }
 
-    // Bytes that are each a unit wherever one begins, with nothing to close a word behind it.
-    [[nodiscard]] const text::CharSet &single() const { return *single_; }
+    // For each byte whether it is a unit wherever one begins; nothing closes a word behind such a unit.
+    [[nodiscard]] const bool *whole_bytes() const { return ccs_GetWholeBytes(&descriptor_); }
 
     // The code page in force behind the unit given last.
     [[nodiscard]] int code_page() const { return to_ascii_.empty() ? 0 : ccs_GetCP(0, nullptr); }
@@ -205,7 +197,6 @@ class Units {
     std::string_view to_ascii_;
     int last_page_ = 0;
     std::string_view last_closing_;
-    const text::CharSet *single_ = &kNoBytes;
     bool is_first_ = true;
 };
 
@@ -232,6 +223,7 @@ void inet_encodeHeader(const char *charset, int /*flags*/, const char *text, cha
     if (std::strlen(text) > kLongText) {
         reserve(text, base64, writer.frame(), *out);
     }
+    const bool *const whole_bytes = units.whole_bytes();
     RawWord word;
     const std::size_t room = kMaxWord - writer.frame();
     std::size_t limit = room - std::min(room, static_cast<std::size_t>(std::max(column, 0)));
@@ -253,7 +245,7 @@ void inet_encodeHeader(const char *charset, int /*flags*/, const char *text, cha
             rest.remove_prefix(unit.size());
             page = next_page;
             is_empty = false;
-            rest.remove_prefix(word.append_some(rest, units.single(), limit, base64));
+            rest.remove_prefix(word.append_some(rest, whole_bytes, limit, base64));
             continue;
         }
         word.append(units.closing(page));

@@ -19,7 +19,6 @@
 #include "text/ascii.h"
 #include "text/base64.h"
 #include "text/encoded_word.h"
-#include "text/scan.h"
 #include "text/writer.h"
 
 namespace {
@@ -151,25 +150,25 @@ class Tails {
     Tails(const ccs_descriptor &charset, bool switches) : charset_(charset), switches_(switches) {}
 
     [[nodiscard]] Tail behind(int state) {
-        is_plain_ = false;
-        if (state > 0) {
-            is_plain_ = is_plain_page(state);
-        } else if (state == 0) {
+        if (state == 0) {
             std::int32_t scratch = 0;
             current_ = ccs_GetCP(0, &scratch);
-            is_plain_ = current_ > 0 && is_plain_page(current_);
         }
-        if (switches_ && state > 0 && !is_plain_) {
+        const int in_force = state == 0 ? current_ : state;
+        const bool is_plain = in_force > 0 && is_plain_page(in_force);
+        const ccs_descriptor descriptor = page(in_force);
+        plain_bytes_ = is_plain ? ccs_GetWholeBytes(&descriptor) : nullptr;
+        if (switches_ && state > 0 && !is_plain) {
             return {0, true, state};
         }
-        if (state != 0 || is_plain_) {
+        if (state != 0 || is_plain) {
             return {};
         }
         return {current_ > 0 ? bytes_of(current_) : 1, true, current_};
     }
 
-    // Whether the set was in ASCII, with nothing to lead back to, behind that unit.
-    [[nodiscard]] bool is_plain() const { return is_plain_; }
+    // When the set is in ASCII behind that unit, with nothing to lead back to: the bytes that stay in it.
+    [[nodiscard]] const bool *plain_bytes() const { return plain_bytes_; }
 
   private:
     [[nodiscard]] ccs_descriptor page(int code_page) const {
@@ -192,7 +191,7 @@ class Tails {
     const ccs_descriptor &charset_;
     bool switches_;
     int current_ = 0;
-    bool is_plain_ = false;
+    const bool *plain_bytes_ = nullptr;
 };
 
 // ---- One word ----
@@ -223,7 +222,7 @@ class Word {
           switches_((value.flags & CCS_FLAG_ESCAPES) != 0),
           form_(form),
           is_simple_(!switches_ && form.is_word()),
-          run_(run_of(value.flags)),
+          whole_bytes_(is_simple_ ? ccs_GetWholeBytes(&value.charset) : nullptr),
           is_quoted_(form.mode == kQuotedPrintable),
           codes_(codes),
           tails_(value.charset, switches_),
@@ -240,7 +239,7 @@ class Word {
     // Takes units until the next does not fit; true when all of the text was taken.
     bool take() {
         while (taken_ < text_.size()) {
-            if (run_ != nullptr && run_->contains(text_[taken_]) && take_run()) {
+            if (whole_bytes_ != nullptr && is_whole(text_[taken_]) && take_run()) {
                 continue;
             }
             int state = 0;
@@ -261,7 +260,7 @@ class Word {
             high_run_ = length == 1 && is_high(bytes.front()) ? high_run_ + 1 : 0;
             const Tail tail = switches_ || state != 0 ? tails_.behind(state) : kSimpleTail;
             if (switches_ && form_.is_word()) {
-                run_ = tails_.is_plain() ? &kUnswitched : nullptr;
+                whole_bytes_ = tails_.plain_bytes();
             }
             if (bytes.front() == '\0') {  // ends the word's text, whatever comes
                 return weight_ <= limit_;
@@ -323,12 +322,6 @@ class Word {
     static constexpr int kGroupBytes = text::base64::kGroupBytes;
     static constexpr int kGroupCharacters = text::base64::kGroupCharacters;
 
-    // Where the text may end, whatever its length says, and where there is more to a unit.
-    static constexpr text::CharSet kNoBytes{std::string_view{"\0", 1}};
-    static constexpr text::CharSet kBytes = ~kNoBytes;
-    static constexpr text::CharSet kAscii = text::CharSet::range('\x01', '\x7F');
-    static constexpr text::CharSet kUnswitched = ~(kNoBytes | text::CharSet{"\x1B\x0E\x0F"});
-
     [[nodiscard]] bool is_closed() const { return is_cut_ && last_.is_closed; }
     [[nodiscard]] bool is_at_start() const { return taken_ == 0 && resume_.empty(); }
 
@@ -379,13 +372,10 @@ class Word {
         return true;
     }
 
-    // The bytes that are units in a word, whatever comes before them, with the same tail: in a set that
-    // switches state none until it is in ASCII.
-    [[nodiscard]] const text::CharSet *run_of(int flags) const {
-        if (!is_simple_) {
-            return nullptr;
-        }
-        return (flags & CCS_FLAG_SINGLE) != 0 ? &kBytes : (flags & CCS_FLAG_WHOLE7) != 0 ? &kAscii : nullptr;
+    // Whether the byte is a unit with the same tail as others of its kind. A text may end at a NUL byte
+    // before its length says so.
+    [[nodiscard]] bool is_whole(char c) const {
+        return c != '\0' && whole_bytes_[static_cast<unsigned char>(c)];
     }
 
     // Takes a run of such bytes; false when none was taken.
@@ -412,10 +402,10 @@ class Word {
 
     const char *take_quoted(const char *in, const char *end, int limit) {
         const Codes &codes = codes_;  // what is written could be this object, for all the compiler knows
-        const text::CharSet &run = *run_;
+        const bool *const whole_bytes = whole_bytes_;
         char *place = place_;
         int weight = weight_;
-        for (; in != end && run.contains(*in); ++in) {
+        for (; in != end && *in != '\0' && whole_bytes[static_cast<unsigned char>(*in)]; ++in) {
             const int grown = weight + codes.weight(*in);
             if (grown > limit) {
                 break;
@@ -433,12 +423,7 @@ class Word {
             return in;
         }
         const char *const last = in + std::min<std::ptrdiff_t>(end - in, limit - weight_);
-        const char *const place =
-            run_ == &kAscii
-                // The text may end at a NUL byte before its length says so, and nothing
-                // behind that is its own.
-                ? in + text::ascii_length({in, strnlen(in, static_cast<std::size_t>(last - in))})
-                : std::find_if_not(in, last, [this](char c) { return run_->contains(c); });
+        const char *const place = std::find_if_not(in, last, [this](char c) { return is_whole(c); });
         weight_ += static_cast<int>(place - in);
         return place;
     }
@@ -479,8 +464,8 @@ class Word {
     const ccs_descriptor &charset_;
     bool switches_;
     Form form_;
-    bool is_simple_;            // nothing is switched, and line ends need no look
-    const text::CharSet *run_;  // null when each unit has to be asked for
+    bool is_simple_;           // nothing is switched, and line ends need no look
+    const bool *whole_bytes_;  // in what is in force; null when each unit has to be asked for
     bool is_quoted_;
     const Codes &codes_;
     Tails tails_;

@@ -33,6 +33,9 @@ class CharSet {
 
     [[nodiscard]] constexpr bool contains(char c) const { return member_[static_cast<unsigned char>(c)]; }
 
+    // For each of the 256 bytes, whether it is in the set.
+    [[nodiscard]] constexpr const bool *data() const { return member_.data(); }
+
     [[nodiscard]] friend constexpr CharSet operator|(CharSet a, const CharSet &b) {
         for (std::size_t i = 0; i < kByteCount; ++i) {
             a.member_[i] = a.member_[i] || b.member_[i];
