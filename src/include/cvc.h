@@ -37,8 +37,9 @@ enum {
 //
 // The characters \ ^ ` { } ~ of ASCII, which T.61 does not have, stand for themselves in T61INTL. Unicode's
 // language tags (U+E0000 to U+E007F), which are no text, are dropped where the target does not have them.
-// SO, SI and ESC in UTF-8, which a set with CCS_FLAG_ESCAPES would take for shifts, have no equal there. Each
-// call begins and ends in the initial state of both sets.
+// SO, SI and ESC are no characters in a set with CCS_FLAG_ESCAPES, which would take them for shifts: those of
+// UTF-8 have no equal there, and those that are no shifts there have none in UTF-8. Each call begins and ends
+// in the initial state of both sets.
 KV_EXPORT int cvc_ConvertString(int mode, int flags, const char *text, int32_t length, const char *source,
                                 const char *target, char **converted, int32_t *converted_length, int *set,
                                 int *number, int *extra);

@@ -108,6 +108,9 @@ class Output {
     [[nodiscard]] std::size_t length() const { return static_cast<std::size_t>(place_ - block_.bytes.get()); }
     [[nodiscard]] std::string_view view() const { return {block_.bytes.get(), length()}; }
 
+    // Puts `c` in the place of a byte.
+    void overwrite(std::size_t place, char c) { block_.bytes.get()[place] = c; }
+
     // Removes the first `count` bytes.
     void remove_prefix(std::size_t count) {
         std::memmove(block_.bytes.get(), block_.bytes.get() + count, length() - count);
@@ -1054,6 +1057,16 @@ void remove_idle_designation(Output &output) {
     }
 }
 
+// What is no shift where it stands in a text that switches state is no text either, though iconv lets it
+// through.
+void replace_shifts(Output &output, Outcome &outcome) {
+    for (std::size_t place = 0;
+         (place = output.view().find_first_of(kShifts, place)) != std::string_view::npos; ++place) {
+        outcome.note_loss(static_cast<std::ptrdiff_t>(place), CVC_REPLACED);
+        output.overwrite(place, kReplacement.front());
+    }
+}
+
 std::size_t expected_size(std::string_view text) {
     return std::max(text.size() + text.size() / 2 + 1, kMinOutputSize);
 }
@@ -1087,6 +1100,9 @@ Outcome convert_text(std::string_view text, const Set &source, const Set &target
         outcome = Conversion{*converter, source, target, text, output}.run();
         if (target.row->escapes == kv::Escapes::kKr) {
             remove_idle_designation(output);
+        }
+        if (source.row->escapes != kv::Escapes::kNone && target.id == unicode().id) {
+            replace_shifts(output, *outcome);
         }
     }
     block = output.release();

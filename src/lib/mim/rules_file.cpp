@@ -40,6 +40,8 @@ Replacement read_replacement(std::string_view replacement) {
     return {Mode::kRepeat, replacement};
 }
 
+constexpr std::size_t kNamedCaptures = 9;  // that a template can name, by a digit
+
 using CaptureStarts = std::array<const char *, MIM_CAPTURES>;
 using CaptureLengths = std::array<int, MIM_CAPTURES>;
 
@@ -47,7 +49,7 @@ using CaptureLengths = std::array<int, MIM_CAPTURES>;
 void build_result(std::string_view form, const CaptureStarts &starts, const CaptureLengths &lengths,
                   text::Writer &out) {
     while (!form.empty()) {
-        const std::size_t plain = std::min(form.find('$'), form.size());
+        const auto plain = static_cast<std::size_t>(std::ranges::find(form, '$') - form.begin());
         out.append(form.substr(0, plain));
         form.remove_prefix(plain);
         if (form.size() < 2) {
@@ -84,8 +86,10 @@ bool match(std::string_view subject, std::string_view pattern, const mim::Captur
 void rewrite(Subject &subject, std::string_view pattern, std::string_view replacement, int *stop) {
     *stop = 0;
     for (int application = 0; application < MIM_MAX_APPLICATIONS; ++application) {
-        CaptureStarts starts{};
-        CaptureLengths lengths{};
+        CaptureStarts starts;    // NOLINT(*-member-init): of all those, a template
+        CaptureLengths lengths;  // NOLINT(*-member-init): may name these
+        std::fill_n(starts.begin(), kNamedCaptures, nullptr);
+        std::fill_n(lengths.begin(), kNamedCaptures, 0);
         if (!match(subject.view(), pattern, {starts.data(), lengths.data(), MIM_CAPTURES, 0})) {
             return;
         }
