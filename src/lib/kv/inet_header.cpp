@@ -200,16 +200,19 @@ class Units {
     bool is_first_ = true;
 };
 
-// A text from a run of UTF-7 on that no word can hold and that cannot be cut: in UTF-8, where every character
-// fits. Null when the service does not know the set.
-kv::HeapText convert_rest(std::string_view rest, const char *charset) {
+// A text from a unit on that no word can hold, such as a long run of UTF-7: in UTF-8, where every character
+// fits. `resume` leads to the state in which the unit stands. Null when the service does not know the set.
+kv::HeapText convert_rest(std::string_view resume, std::string_view rest, const char *charset) {
+    const std::size_t length = resume.size() + rest.size();
+    const kv::HeapText whole{static_cast<char *>(os_malloc(length))};
+    rest.copy(whole.get() + resume.copy(whole.get(), resume.size()), rest.size());
     char *converted = nullptr;
-    std::int32_t length = 0;
+    std::int32_t converted_length = 0;
     int set = 0;
     int number = 0;
     int extra = 0;
-    cvc_ConvertString(CVC_HEADER, 0, rest.data(), static_cast<std::int32_t>(rest.size()), charset, kUnicode,
-                      &converted, &length, &set, &number, &extra);
+    cvc_ConvertString(CVC_HEADER, 0, whole.get(), static_cast<std::int32_t>(length), charset, kUnicode,
+                      &converted, &converted_length, &set, &number, &extra);
     return kv::HeapText{converted};
 }
 
@@ -232,8 +235,8 @@ void inet_encodeHeader(const char *charset, int /*flags*/, const char *text, cha
     for (std::string_view rest{text}; !rest.empty();) {
         const std::string_view unit = units.next(rest).substr(0, kMaxUnit);
         const int next_page = units.code_page();
-        if (word.view().empty() && word.length_with(unit, {}, base64) > room) {
-            if (const kv::HeapText converted = convert_rest(rest, charset)) {
+        if (is_empty && word.length_with(unit, units.closing(next_page), base64) > room) {
+            if (const kv::HeapText converted = convert_rest(word.view(), rest, charset)) {
                 dstring_append1(out, writer.has_written() ? " " : "");
                 inet_encodeHeader(kUnicode, 0, converted.get(), encoding, writer.has_written() ? 0 : column,
                                   out);
