@@ -6,6 +6,7 @@
 #include <array>
 #include <cstring>
 #include <string_view>
+#include <utility>
 
 #include "frame.h"
 #include "mim.h"
@@ -68,14 +69,38 @@ void build_result(std::string_view form, const CaptureStarts &starts, const Capt
     }
 }
 
-// The text that rules rewrite, in a buffer of MIM_SUBJECT_SIZE bytes.
-struct Subject {
-    char *text;
-    std::size_t length;
+// The text that rules rewrite, in a buffer of MIM_SUBJECT_SIZE bytes. Each application writes the new text
+// beside the old one; the last stands in the buffer again when this ends.
+class Subject {
+  public:
+    // NOLINTNEXTLINE(*-member-init): the spare buffer is filled when it is needed
+    explicit Subject(char *text) : buffer_(text), now_(text), next_(spare_), length_(std::strlen(text)) {}
+    Subject(const Subject &) = delete;
+    Subject &operator=(const Subject &) = delete;
+    ~Subject() {
+        if (now_ != buffer_) {
+            text::copy_text(view(), buffer_, MIM_SUBJECT_SIZE);
+        }
+    }
 
-    [[nodiscard]] std::string_view view() const { return {text, length}; }
+    [[nodiscard]] std::string_view view() const { return {now_, length_}; }
 
-    void set(std::string_view result) { length = text::copy_text(result, text, MIM_SUBJECT_SIZE); }
+    // Sets the text to what a template makes of the captures.
+    void rewrite(std::string_view form, const CaptureStarts &starts, const CaptureLengths &lengths) {
+        text::Writer out{next_, kCapacity};
+        build_result(form, starts, lengths, out);
+        length_ = std::min(out.finish(), kCapacity - 1);
+        std::swap(now_, next_);
+    }
+
+  private:
+    static constexpr std::size_t kCapacity = std::min<std::size_t>(MIM_MAX_REWRITE + 1, MIM_SUBJECT_SIZE);
+
+    char *buffer_;
+    char *now_;
+    char *next_;
+    std::size_t length_;
+    char spare_[kCapacity];  // NOLINT(*-avoid-c-arrays): left without a value on purpose
 };
 
 bool match(std::string_view subject, std::string_view pattern, const mim::Captures &captures) {
@@ -97,10 +122,7 @@ void rewrite(Subject &subject, std::string_view pattern, std::string_view replac
         if (mode == Mode::kOnceAndStop) {
             *stop = 1;
         }
-        std::array<char, MIM_MAX_REWRITE + 1> result;  // NOLINT(*-member-init): filled by the writer
-        text::Writer out{result.data(), result.size()};
-        build_result(form, starts, lengths, out);
-        subject.set({result.data(), std::min<std::size_t>(out.finish(), MIM_MAX_REWRITE)});
+        subject.rewrite(form, starts, lengths);
         if (mode != Mode::kRepeat) {
             return;
         }
@@ -123,7 +145,7 @@ void mim::apply_rules_file(const char *path, const char *text, void (*prepare)(c
         }
         text::copy_text({text, strnlen(text, MIM_SUBJECT_SIZE - 1)}, subject, MIM_SUBJECT_SIZE);
         prepare(subject);
-        Subject rewritten{subject, std::strlen(subject)};
+        Subject rewritten{subject};
         std::array<char, kRuleLineCapacity> line;  // NOLINT(*-member-init): filled by the next call
         int stop = 0;
         while (stop == 0 && file.read(line.data(), kRuleLineCapacity) != 0) {
@@ -139,7 +161,7 @@ void mim::apply_rules_file(const char *path, const char *text, void (*prepare)(c
 }
 
 void mim_ProcessRule(char *subject, const char *pattern, const char *replacement, int *stop) {
-    Subject rewritten{subject, std::strlen(subject)};
+    Subject rewritten{subject};
     process_rule(rewritten, pattern, replacement, stop);
 }
 
