@@ -98,6 +98,7 @@ TEST(Convert, ReplacesWhatHasNoEqual) {
         {"UTF8", "ISO2022_KR", "\xED\x95\x9C\xFFx", {CVC_REPLACED, "\x1B$)C\x0EGQ\x0F?x", 3, 0}},
         {"UTF8", "ISO2022_JP", "\xC3\x1B$B", {CVC_REPLACED, "??$B", 0, 0}},
         {"ISO2022_JP", "UTF8", "\x1B$BF|\x1B\x1B$BF|\x1B(B", {CVC_REPLACED, "\xE6\x97\xA5?\xE6\x97\xA5", 3, 0}},
+        {"UTF8", "ISO2022_CN", "a\x7Fz", {CVC_REPLACED, "a?z", 1, 0}},
         {"UTF8", "T61INTL", "z\xE0\x80", {CVC_REPLACED, "z??", 1, 0}},
         {"UTF8", "UTF8", "z\xFB\xAA\xA5\xBC\xAA\xF4", {CVC_REPLACED, "z?????", 1, 0}},
         {"IA5", "UTF8", "a\xE9z", {CVC_REPLACED, "a?z", 1, 0}},

@@ -39,7 +39,7 @@ enum {
 // language tags (U+E0000 to U+E007F), which are no text, are dropped where the target does not have them.
 // SO, SI and ESC are no characters in a set with CCS_FLAG_ESCAPES, which would take them for shifts: those of
 // UTF-8 have no equal there, and those that are no shifts there have none in UTF-8. Each call begins and ends
-// in the initial state of both sets.
+// in the initial state of both sets. iconv does not read DEL in ISO-2022-CN, so that it has no equal there.
 KV_EXPORT int cvc_ConvertString(int mode, int flags, const char *text, int32_t length, const char *source,
                                 const char *target, char **converted, int32_t *converted_length, int *set,
                                 int *number, int *extra);

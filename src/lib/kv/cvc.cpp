@@ -858,7 +858,22 @@ std::optional<Outcome> convert_directly(std::string_view text, bool is_ascii, co
 // ---- Conversion with a converter ----
 
 constexpr std::string_view kSingleShift = "\x1BN";
-constexpr std::string_view kShifts = "\x0E\x0F\x1B";  // SO, SI, ESC
+constexpr std::string_view kShifts = "\x0E\x0F\x1B";               // SO, SI, ESC
+constexpr std::string_view kShiftsAndDelete = "\x0E\x0F\x1B\x7F";  // iconv does not read DEL in ISO-2022-CN
+
+// The characters of ASCII that are no text in a set.
+std::string_view shifts_of(const ccs_charset &row) {
+    switch (row.escapes) {
+        case kv::Escapes::kNone:
+            return {};
+        case kv::Escapes::kCn:
+            return kShiftsAndDelete;
+        case kv::Escapes::kJp:
+        case kv::Escapes::kKr:
+            break;
+    }
+    return kShifts;
+}
 
 // One conversion: what was read, what came of it so far, and what was lost.
 class Conversion {
@@ -873,7 +888,7 @@ class Conversion {
           is_plain_((bytes_ != nullptr || source.id == unicode().id) && is_plain_target(target)),
           forgets_shifts_(target.row->escapes == kv::Escapes::kCn),
           designates_once_(target.row->escapes == kv::Escapes::kKr),
-          has_shifts_(source.id == unicode().id && target.row->escapes != kv::Escapes::kNone),
+          shifts_(source.id == unicode().id ? shifts_of(*target.row) : std::string_view{}),
           begin_(text.data()),
           rest_(text),
           output_(output) {}
@@ -925,7 +940,7 @@ class Conversion {
 
   private:
     Stop convert(std::string_view &text) {
-        const std::size_t shift = has_shifts_ ? text.find_first_of(kShifts) : std::string_view::npos;
+        const std::size_t shift = shifts_.empty() ? std::string_view::npos : text.find_first_of(shifts_);
         if (shift == std::string_view::npos) {
             return convert_plain(text);
         }
@@ -1016,7 +1031,7 @@ class Conversion {
     }
 
     void replace(const char *place, std::size_t length) {
-        const bool is_shift = has_shifts_ && kShifts.find(*place) != std::string_view::npos;
+        const bool is_shift = shifts_.find(*place) != std::string_view::npos;
         if (length <= 1 && ccs_Is7BitAscii(place, 1) != 0 && !is_shift) {
             output_.append(*place);
             return;
@@ -1037,8 +1052,8 @@ class Conversion {
     // iconv takes a single shift (of ISO-2022-CN) for a lasting one, and then leaves out the shift that the
     // next character needs: it has to begin anew behind each.
     bool forgets_shifts_;
-    bool designates_once_;  // iconv would do it anew behind each flush, and holds nothing back
-    bool has_shifts_;       // what would be taken for shifts is no text in the target
+    bool designates_once_;     // iconv would do it anew behind each flush, and holds nothing back
+    std::string_view shifts_;  // the characters of the source that are no text in the target
     const char *begin_;
     std::string_view rest_;
     Output &output_;
