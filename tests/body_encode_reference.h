@@ -31,11 +31,16 @@ struct Result {
 
 class Reference {
   public:
-    explicit Reference(const Job &job) : job_(job), limit_(job.is_text ? 4096 : 1024) {}
+    explicit Reference(const Job &job)
+        : job_(job),
+          limit_(job.is_text ? 4096 : 1024),
+          is_base64_(job.encoding == "BASE64"),
+          is_quoted_(job.encoding == "QUOTED-PRINTABLE"),
+          is_7bit_(job.encoding == "7BIT") {}
 
     Result run() {
         const bool goes_on = encode_blocks();
-        if (goes_on && !job_.is_text && job_.encoding == "BASE64" && column_ > 0) {
+        if (goes_on && !job_.is_text && is_base64_ && column_ > 0) {
             end_line();
         }
         if (job_.is_text || (goes_on && !out_.empty())) {
@@ -46,21 +51,21 @@ class Reference {
 
   private:
     bool encode_blocks() {
-        if (job_.is_text || job_.encoding != "QUOTED-PRINTABLE") {
+        if (job_.is_text || !is_quoted_) {
             previous_ = job_.at_line_start != 0 || !job_.is_text ? '\n' : 'x';
         }
         const std::size_t size = job_.is_text ? job_.in.size() : 1023;
         for (std::size_t i = 0; i < job_.in.size(); i += size) {
             const std::string block = job_.in.substr(i, size);
-            for (std::size_t j = 0; j < block.size(); j += job_.encoding == "BASE64" ? 3 : 1) {
+            for (std::size_t j = 0; j < block.size(); j += is_base64_ ? 3 : 1) {
                 bool waits = false;
-                if (job_.encoding == "BASE64") {
+                if (is_base64_) {
                     base64(block.substr(j, 3));
-                } else if (job_.encoding == "QUOTED-PRINTABLE") {
+                } else if (is_quoted_) {
                     quote(block[j]);
                     waits = block[j] == ' ' && j + 1 < block.size() && block[j + 1] == '\n';
                 } else {
-                    pass(job_.encoding == "7BIT" ? static_cast<char>(block[j] & 0x7F) : block[j]);
+                    pass(is_7bit_ ? static_cast<char>(block[j] & 0x7F) : block[j]);
                 }
                 if (!waits && out_.size() >= limit_ - 8) {
                     if (job_.is_text) {
@@ -165,6 +170,9 @@ class Reference {
 
     const Job &job_;
     std::size_t limit_;
+    bool is_base64_;
+    bool is_quoted_;
+    bool is_7bit_;
     std::string out_;
     std::size_t column_ = 0;
     char previous_ = '\n';

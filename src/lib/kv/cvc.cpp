@@ -306,7 +306,7 @@ struct OutsideSets {
 };
 thread_local OutsideSets outside;
 
-constexpr text::CharSet kPlainName = text::kLetters | text::kDigits | text::CharSet{"-_.:+"};
+constexpr text::CharSet kPlainName = text::kLetters | text::kDigits | text::CharSet{"-_.:"};
 
 // Beginnings of names, in upper case, of sets that are no sets of mail: of wide characters, of a locale, and
 // one whose converter has been a danger.
@@ -858,14 +858,16 @@ std::optional<Outcome> convert_directly(std::string_view text, bool is_ascii, co
 // ---- Conversion with a converter ----
 
 constexpr std::string_view kSingleShift = "\x1BN";
-constexpr std::string_view kShifts = "\x0E\x0F\x1B";               // SO, SI, ESC
-constexpr std::string_view kShiftsAndDelete = "\x0E\x0F\x1B\x7F";  // iconv does not read DEL in ISO-2022-CN
+constexpr text::CharSet kNoShifts;
+constexpr text::CharSet kShifts{"\x0E\x0F\x1B"};  // SO, SI, ESC
+constexpr text::CharSet kShiftsAndDelete =
+    kShifts | text::CharSet{"\x7F"};  // iconv does not read DEL in ISO-2022-CN
 
-// The characters of ASCII that are no text in a set.
-std::string_view shifts_of(const ccs_charset &row) {
+// The characters of ASCII that are no text in a set. One outside the table may have shifts.
+const text::CharSet &shifts_of(const ccs_charset &row) {
     switch (row.escapes) {
         case kv::Escapes::kNone:
-            return {};
+            return row.name == nullptr ? kShifts : kNoShifts;
         case kv::Escapes::kCn:
             return kShiftsAndDelete;
         case kv::Escapes::kJp:
@@ -873,6 +875,12 @@ std::string_view shifts_of(const ccs_charset &row) {
             break;
     }
     return kShifts;
+}
+
+std::size_t find_shift(std::string_view text, const text::CharSet &shifts, std::size_t from = 0) {
+    return static_cast<std::size_t>(std::find_if(text.begin() + static_cast<std::ptrdiff_t>(from), text.end(),
+                                                 [&](char c) { return shifts.contains(c); }) -
+                                    text.begin());
 }
 
 // One conversion: what was read, what came of it so far, and what was lost.
@@ -888,7 +896,7 @@ class Conversion {
           is_plain_((bytes_ != nullptr || source.id == unicode().id) && is_plain_target(target)),
           forgets_shifts_(target.row->escapes == kv::Escapes::kCn),
           designates_once_(target.row->escapes == kv::Escapes::kKr),
-          shifts_(source.id == unicode().id ? shifts_of(*target.row) : std::string_view{}),
+          shifts_(source.id == unicode().id ? shifts_of(*target.row) : kNoShifts),
           begin_(text.data()),
           rest_(text),
           output_(output) {}
@@ -940,8 +948,8 @@ class Conversion {
 
   private:
     Stop convert(std::string_view &text) {
-        const std::size_t shift = shifts_.empty() ? std::string_view::npos : text.find_first_of(shifts_);
-        if (shift == std::string_view::npos) {
+        const std::size_t shift = &shifts_ == &kNoShifts ? text.size() : find_shift(text, shifts_);
+        if (shift == text.size()) {
             return convert_plain(text);
         }
         std::string_view front = text.substr(0, shift);
@@ -1031,7 +1039,7 @@ class Conversion {
     }
 
     void replace(const char *place, std::size_t length) {
-        const bool is_shift = shifts_.find(*place) != std::string_view::npos;
+        const bool is_shift = shifts_.contains(*place);
         if (length <= 1 && ccs_Is7BitAscii(place, 1) != 0 && !is_shift) {
             output_.append(*place);
             return;
@@ -1052,8 +1060,8 @@ class Conversion {
     // iconv takes a single shift (of ISO-2022-CN) for a lasting one, and then leaves out the shift that the
     // next character needs: it has to begin anew behind each.
     bool forgets_shifts_;
-    bool designates_once_;     // iconv would do it anew behind each flush, and holds nothing back
-    std::string_view shifts_;  // the characters of the source that are no text in the target
+    bool designates_once_;         // iconv would do it anew behind each flush, and holds nothing back
+    const text::CharSet &shifts_;  // the characters of the source that are no text in the target
     const char *begin_;
     std::string_view rest_;
     Output &output_;
@@ -1074,9 +1082,12 @@ void remove_idle_designation(Output &output) {
 
 // What is no shift where it stands in a text that switches state is no text either, though iconv lets it
 // through.
-void replace_shifts(Output &output, Outcome &outcome) {
-    for (std::size_t place = 0;
-         (place = output.view().find_first_of(kShifts, place)) != std::string_view::npos; ++place) {
+void replace_shifts(Output &output, const text::CharSet &shifts, Outcome &outcome) {
+    if (&shifts == &kNoShifts) {
+        return;
+    }
+    for (std::size_t place = 0; (place = find_shift(output.view(), shifts, place)) < output.length();
+         ++place) {
         outcome.note_loss(static_cast<std::ptrdiff_t>(place), CVC_REPLACED);
         output.overwrite(place, kReplacement.front());
     }
@@ -1116,8 +1127,8 @@ Outcome convert_text(std::string_view text, const Set &source, const Set &target
         if (target.row->escapes == kv::Escapes::kKr) {
             remove_idle_designation(output);
         }
-        if (source.row->escapes != kv::Escapes::kNone && target.id == unicode().id) {
-            replace_shifts(output, *outcome);
+        if (target.id == unicode().id) {
+            replace_shifts(output, shifts_of(*source.row), *outcome);
         }
     }
     block = output.release();
@@ -1130,7 +1141,11 @@ thread_local Block last_between;
 // The same by names. A text that switches state is taken through UTF-8, in which a loss loses no state.
 Outcome convert_named(std::string_view text, const char *source_name, const char *target_name, Block &block) {
     const NamedSet source{source_name};
-    const NamedSet target{target_name};
+    std::optional<NamedSet> other;
+    if (std::strcmp(source_name, target_name) != 0) {
+        other.emplace(target_name);
+    }
+    const NamedSet &target = other ? *other : source;
     if (!source.is_known() || !target.is_known()) {
         return {CVC_FAILED};
     }
