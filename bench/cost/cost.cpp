@@ -462,9 +462,10 @@ std::vector<Function> functions() {
                      DynamicString out;
                      mim_reEncodeRfc2047String(value.c_str(), 'Q', 10, out.get());
                  }),
-        twice(on_value(
-            "mim_equivRfc2047Strings",
-            [](const std::string &value, char *) { mim_equivRfc2047Strings(value.c_str(), value.c_str()); })),
+        twice(on_value("mim_equivRfc2047Strings",
+                       [](const std::string &value, char *) {
+                           mim_equivRfc2047Strings(value.c_str(), (value + "x").c_str());
+                       })),
         on_value("mim_truncate_2047_string",
                  [](const std::string &value, char *out) {
                      mim_truncate_2047_string(value.c_str(), static_cast<std::uint32_t>(value.size() / 2),

@@ -219,14 +219,14 @@ class Word {
     Word(const Value &value, const Form &form, int room, const Codes &codes, char *place)
         : text_(value.text),
           charset_(value.charset),
-          switches_((value.flags & CCS_FLAG_ESCAPES) != 0),
-          form_(form),
-          is_simple_(!switches_ && form.is_word()),
-          whole_bytes_(is_simple_ ? ccs_GetWholeBytes(&value.charset) : nullptr),
-          is_quoted_(form.mode == kQuotedPrintable),
           codes_(codes),
-          tails_(value.charset, switches_),
+          switches_((value.flags & CCS_FLAG_ESCAPES) != 0),
+          is_simple_(!switches_ && form.is_word()),
+          is_quoted_(form.mode == kQuotedPrintable),
           needs_first_(value.is_begun_here),
+          form_(form),
+          whole_bytes_(is_simple_ ? ccs_GetWholeBytes(&value.charset) : nullptr),
+          tails_(value.charset, switches_),
           resume_(sequence.resume.view()),
           begin_(place),
           place_(place),
@@ -462,14 +462,15 @@ class Word {
 
     std::string_view text_;
     const ccs_descriptor &charset_;
-    bool switches_;
-    Form form_;
-    bool is_simple_;           // nothing is switched, and line ends need no look
-    const bool *whole_bytes_;  // in what is in force; null when each unit has to be asked for
-    bool is_quoted_;
     const Codes &codes_;
-    Tails tails_;
+    bool switches_;
+    bool is_simple_;  // nothing is switched, and line ends need no look
+    bool is_quoted_;
     bool needs_first_;
+    bool is_cut_ = false;
+    Form form_;
+    const bool *whole_bytes_;  // in what is in force; null when each unit has to be asked for
+    Tails tails_;
     std::string_view resume_;
     char *begin_;
     char *place_;
@@ -481,7 +482,6 @@ class Word {
     std::size_t taken_ = 0;
     int high_run_ = 0;  // units of one byte above 127, the one that did not fit included
     Tail last_;
-    bool is_cut_ = false;
 };
 
 std::string_view name_of(const ccs_descriptor &charset, const char *charset_name) {
