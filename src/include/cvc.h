@@ -24,8 +24,8 @@ enum {
 };
 
 // A set that the table of ccs.h does not have is admitted all the same where it is one of iconv's and safe to
-// name in mail: a plain name of letters, digits, "-", "_", "." and ":", and a set in which ASCII stands at its
-// places. No suffix of iconv's, no empty name, no set of a locale or of wide characters is.
+// name in mail: a plain name of letters, digits, "-", "_", "." and ":", and a set in which ASCII stands at
+// its places. No suffix of iconv's, no empty name, no set of a locale or of wide characters is.
 
 // Converts `length` bytes at `text` (-1: up to its terminator) from the character set `source` to `target`.
 // `mode` is one of the two above and `flags` 0. On every status but CVC_FAILED `*converted` is the result,
@@ -38,8 +38,9 @@ enum {
 // The characters \ ^ ` { } ~ of ASCII, which T.61 does not have, stand for themselves in T61INTL. Unicode's
 // language tags (U+E0000 to U+E007F), which are no text, are dropped where the target does not have them.
 // SO, SI and ESC are no characters in a set with CCS_FLAG_ESCAPES, or outside the table, which may take them
-// for shifts: those of UTF-8 have no equal there, and those that are no shifts there have none in UTF-8. Each call begins and ends
-// in the initial state of both sets. iconv does not read DEL in ISO-2022-CN, so that it has no equal there.
+// for shifts: those of UTF-8 have no equal there, and those that are no shifts there have none in UTF-8. Nor
+// has DEL an equal in ISO-2022-CN, where iconv does not read it. Each call begins and ends in the initial
+// state of both sets.
 KV_EXPORT int cvc_ConvertString(int mode, int flags, const char *text, int32_t length, const char *source,
                                 const char *target, char **converted, int32_t *converted_length, int *set,
                                 int *number, int *extra);
