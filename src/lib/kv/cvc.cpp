@@ -10,8 +10,6 @@
 
 #include "cvc.h"
 
-#include <glib.h>
-
 #include <algorithm>
 #include <array>
 #include <cstring>
@@ -26,7 +24,6 @@
 #include "failures.h"
 #include "text/ascii.h"
 #include "text/scan.h"
-#include "text/writer.h"
 
 using namespace kv::conversion;
 
