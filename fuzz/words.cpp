@@ -47,7 +47,9 @@ void check_buffers(const std::string &value, const std::string &target) {
     fuzz::expect_equal(std::string{set}, charset, "the set is told");
     const std::string converted_text = fuzz::written(
         4 * value.size() + 1, [&](char *out) { mim_ConvertMimeCharStr(copy, out, target.c_str()); });
-    fuzz::expect(converted_text == got || converted(got, charset, target, CVC_EXACT) == converted_text,
+    const auto exact = converted(got, charset, target, CVC_EXACT);
+    // A zero byte that UTF-7 hides ends it.
+    fuzz::expect(converted_text == got || (exact && exact->c_str() == converted_text),
                  "a value is converted without loss, or not at all", converted_text, got);
 }
 

@@ -437,8 +437,9 @@ MIM_EXPORT void mim_DecodeMimeCharStr(const char *text, char *out, char *charset
 
 // The same, then converts the result into the character set `target_charset`. When that is not possible
 // without loss, or the result would be longer than four times the length of `text`, the result stays in its
-// own set, and nothing tells the caller. `out` holds four times the length of `text`, and the terminator.
-// Passes failures on; `out` is then empty or holds the unconverted result.
+// own set, and nothing tells the caller. A zero byte that UTF-7 hides ends the converted result. `out` holds
+// four times the length of `text`, and the terminator. Passes failures on; `out` is then empty or holds the
+// unconverted result.
 MIM_EXPORT void mim_ConvertMimeCharStr(const char *text, char *out, const char *target_charset);
 
 // Returns the two header values joined (each may be null), as encoded words of Q in the set of both, or in

@@ -403,9 +403,7 @@ void convert_text(const char *text, char *out, const char *target) {
     int lost = -1;
     const int status =
         cvc_CnvString(CVC_TEXT, 0, out, -1, charset.data(), target, &converted, &length, &lost, kPurpose);
-    // UTF-7 can hide a zero byte, behind which the rest would be lost.
-    if (status == CVC_EXACT && static_cast<std::size_t>(length) <= limit &&
-        std::strlen(converted) == static_cast<std::size_t>(length)) {
+    if (status == CVC_EXACT && static_cast<std::size_t>(length) <= limit) {
         mdc_strlcpy(out, converted, limit + 1);
     }
 }
