@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <nlohmann/json.hpp>
 
 #include "cl.h"
 #include "cust.h"
@@ -72,7 +73,7 @@ std::string find_domain(std::string rest, Explanation &explanation) {
     if (const std::size_t percent = find_mark(rest, '%'); percent > 0) {
         take(rest.substr(percent + 1), "what follows a %");
     }
-    step.facts = {{"domain", domain}};
+    *step.facts = {{"domain", domain}};
     return domain;
 }
 
@@ -96,7 +97,7 @@ std::string make_surname(const std::string &left, Explanation &explanation) {
     surname = surname.c_str();
 
     Step &step = explanation.add("surname", in_quotes(surname));
-    step.facts = {{"surname", surname}};
+    *step.facts = {{"surname", surname}};
     if (left.empty()) {
         step.text += ", the text of message 102 1413, for nothing was left";
     }
@@ -133,7 +134,7 @@ void copy_present(const OrName &node, int first, int last, OrName &orn) {
 // Takes the routing of the setting, where it can be used.
 bool take_override(const Gateway &gateway, OrName &orn, Explanation &explanation) {
     Step &step = explanation.add("override", "");
-    step.facts = {{"key", gateway.override_key}};
+    *step.facts = {{"key", gateway.override_key}};
     const std::optional<std::string> name = setting(gateway.override_key);
     if (!name) {
         step.text = std::string{gateway.override_key} + " is not set";
@@ -167,7 +168,7 @@ void take_default_node(const Gateway &gateway, OrName &orn, Explanation &explana
     if (node.front() == '\0') {
         step.text = "~/sys/mailnodes has none for the " + std::string{gateway.name} + " gateway";
     }
-    step.facts = {{"type", type}, {"node", orn.form.data()}};
+    *step.facts = {{"type", type}, {"node", orn.form.data()}};
     mim_SetOrgUAddress(orn.text.data(), &orn.index, gateway.node_type);
 }
 
@@ -180,7 +181,7 @@ void put(OrName &orn, int field, const std::string &text) {
 void explain_address(const char *address, unsigned flags, OrName &orn, Explanation &explanation) {
     nm_InitORN(orn.text.data(), &orn.index);
     const std::string cleaned = clean(address);
-    explanation.add("cleaned", in_quotes(cleaned)).facts = {{"cleaned", cleaned}};
+    *explanation.add("cleaned", in_quotes(cleaned)).facts = {{"cleaned", cleaned}};
     const std::string domain = find_domain(cleaned, explanation);
 
     const std::string surname = make_surname(explain_rules(kInboundRules, cleaned, explanation), explanation);

@@ -3,6 +3,7 @@
 #include "explain_form.h"
 
 #include <array>
+#include <nlohmann/json.hpp>
 
 #include "cust.h"
 #include "mdc.h"
@@ -42,7 +43,7 @@ std::string show(const char *text, const char *form, const InternetSettings &set
         "style " + std::to_string(settings.style) + ", mode " + std::to_string(settings.mode) +
         ", delimiter " + delimiter + (settings.add_delimiter != 0 ? ", added at the end" : "") +
         (settings.t61 != 0 ? ", with T.61 forms" : "") + (*text == '"' ? ", quoted" : ", not quoted"));
-    step.facts = {
+    *step.facts = {
         {"local_part", text}, {"style", settings.style}, {"mode", settings.mode}, {"delimiter", delimiter}};
     return text;
 }
@@ -62,7 +63,7 @@ std::string complete_domain(const std::string &address, Explanation &explanation
     const Host &host = local_host();
     Step &step =
         explanation.add("host", in_quotes(host.name) + " from " + host.origin + ", for there is no domain");
-    step.facts = {{"host", host.name}, {"origin", host.origin}};
+    *step.facts = {{"host", host.name}, {"origin", host.origin}};
     std::string completed = std::string{local_part.data()} + "@" + host.name;
     if (phrase.front() != '\0') {
         completed = std::string{phrase.data()} + " <" + completed + ">";

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <nlohmann/json.hpp>
 
 #include "home_files.h"
 #include "home_formats.h"
@@ -67,14 +68,14 @@ class MapTrace {
     // Adds the step that tells of all this.
     Step &show(std::string_view sought, Explanation &explanation) {
         Step &step = explanation.add("map", "");
-        step.facts = {{"file", path_}, {"sought", sought}};
+        *step.facts = {{"file", path_}, {"sought", sought}};
         if (!lines_.is_open()) {
             step.text = std::string{"there is no "} + path_;
         } else if (const Match *won = winner(); won == nullptr) {
             step.text = std::string{"no line of "} + path_ + " fits " + in_quotes(sought);
         } else {
             step.text = won->name() + " gives " + *won->line.value;
-            step.facts.update({{"place", won->place}, {"key", won->line.key}, {"value", *won->line.value}});
+            step.facts->update({{"place", won->place}, {"key", won->line.key}, {"value", *won->line.value}});
             step.facts["beaten"] = beaten();
             add_few(step, "beat", beaten());
         }

@@ -2,6 +2,7 @@
 // them.
 
 #include <array>
+#include <nlohmann/json.hpp>
 
 #include "akt.h"
 #include "cust.h"
@@ -84,14 +85,14 @@ class NameTrace {
             text += ", and its first domain-defined attribute may hold an address";
         }
         text += is_routable_ ? ": a name of the Internet gateway" : ": no name of the Internet gateway";
-        explanation_.add("routes", text).facts = {{"routable", is_routable_}};
+        *explanation_.add("routes", text).facts = {{"routable", is_routable_}};
     }
 
     // ---- What somebody gave ----
 
     Step &answer(const char *source, std::string_view address, const std::string &otherwise) {
         Step &step = explanation_.add(source, address.empty() ? otherwise : in_quotes(address));
-        step.facts = {{"answer", address.empty() ? Json(nullptr) : Json(address)}};
+        *step.facts = {{"answer", address.empty() ? Json(nullptr) : Json(address)}};
         return step;
     }
 

@@ -3,6 +3,7 @@
 #include "explain_rules.h"
 
 #include <array>
+#include <nlohmann/json.hpp>
 
 #include "home_formats.h"
 #include "home_lines.h"
@@ -75,7 +76,8 @@ class RulesTrace {
             step.text += ", which kept " + counted(not_run_.size(), "rule") + " from running";
             add_few(step, "not run:", not_run_);
         }
-        step.facts = {{"file", path}, {"rules", rules_}, {"matched", matched_}, {"not_run", not_run_.size()}};
+        *step.facts = {
+            {"file", path}, {"rules", rules_}, {"matched", matched_}, {"not_run", not_run_.size()}};
     }
 
   private:
@@ -109,7 +111,7 @@ class RulesTrace {
         ++matched_;
         Step &step =
             explanation_.add("rule", rule.lines.place() + " " + rule.pattern + " -> " + rule.replacement);
-        step.facts = {
+        *step.facts = {
             {"place", rule.lines.place()}, {"pattern", rule.pattern}, {"replacement", rule.replacement}};
         return step;
     }

@@ -3,6 +3,7 @@
 #include "explanation.h"
 
 #include <algorithm>
+#include <nlohmann/json.hpp>
 #include <utility>
 
 #include "escape.h"
@@ -17,8 +18,8 @@ constexpr std::string_view kNoteIndent = "       ";
 
 Json as_json(const Step &step) {
     Json object{{"step", step.kind}, {"text", step.text}};
-    if (step.facts.is_object()) {
-        object.update(step.facts);
+    if (step.facts->is_object()) {
+        object.update(*step.facts);
     }
     if (!step.notes.empty()) {
         object["notes"] = step.notes;
@@ -29,7 +30,7 @@ Json as_json(const Step &step) {
 }  // namespace
 
 Step &Explanation::add(std::string_view kind, std::string text) {
-    return steps_.emplace_back(Step{std::string{kind}, std::move(text), {}, nullptr});
+    return steps_.emplace_back(Step{std::string{kind}, std::move(text), {}, {}});
 }
 
 void Explanation::write(Answer &answer) const {

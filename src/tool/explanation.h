@@ -15,7 +15,7 @@ struct Step {
     std::string kind;                // a word or two, the same for all steps of a kind
     std::string text;                // what was found
     std::vector<std::string> notes;  // what else there is to know
-    Json facts;                      // an object whose members go with them in JSON, or null
+    JsonValue facts;                 // an object whose members go with them in JSON, or null
 };
 
 class Explanation {

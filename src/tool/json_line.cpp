@@ -6,13 +6,12 @@
 #include <glib.h>
 
 #include <algorithm>
+#include <nlohmann/json.hpp>
 #include <string_view>
 
 namespace tool {
 
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 // g_utf8_validate stops at a zero byte, which JSON can hold.
 bool is_utf8(std::string_view text) {

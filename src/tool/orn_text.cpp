@@ -2,6 +2,7 @@
 
 #include "orn_text.h"
 
+#include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
 

@@ -1,6 +1,7 @@
 // mim roundtrip: there and back, and what changed on the way.
 
 #include <functional>
+#include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -56,9 +57,9 @@ class RoundTrip : public Conversion {
     static void add(std::string_view text, std::string_view member, Answer &answer) {
         answer.add_column(text);
         if (answer.as_json && member == "result") {
-            answer.result = text;
+            *answer.result = text;
         } else if (answer.as_json) {
-            answer.details[std::string{member}] = text;
+            answer.details[member] = text;
         }
     }
 

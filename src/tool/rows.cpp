@@ -4,6 +4,7 @@
 #include "rows.h"
 
 #include <algorithm>
+#include <nlohmann/json.hpp>
 
 #include "escape.h"
 #include "json_line.h"
@@ -95,14 +96,14 @@ void append_object(std::string &out, const Item &item, const Answer &answer) {
     Json row;
     row["input"] = item.text;
     if (answer.fault.empty()) {
-        row["result"] = answer.result;
+        row["result"] = *answer.result;
         row["status"] = answer.status;
     } else {
         row["result"] = nullptr;
         row["status"] = "error: " + answer.fault;
     }
-    if (answer.details.is_object()) {
-        row.update(answer.details);
+    if (answer.details->is_object()) {
+        row.update(*answer.details);
     }
     append_json_line(out, row);
 }
@@ -111,7 +112,7 @@ void append_object(std::string &out, const Item &item, const Answer &answer) {
 
 void Answer::set(std::string_view text) {
     if (as_json) {
-        result = text;
+        *result = text;
     } else {
         append_escaped(column, text, kColumnSpecials);
     }
@@ -142,8 +143,8 @@ void Answer::clear() {
     added = 0;
     column.clear();
     lines.clear();
-    result = nullptr;
-    details = nullptr;
+    *result = nullptr;
+    *details = nullptr;
     status = "ok";
     fault.clear();
 }

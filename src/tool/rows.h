@@ -4,17 +4,15 @@
 #define TOOL_ROWS_H
 
 #include <cstddef>
-#include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "items.h"
+#include "json_value.h"
 #include "session.h"
 
 namespace tool {
-
-using Json = nlohmann::ordered_json;
 
 // What became of one item, in the form that the run asks for. Texts may hold any byte.
 struct Answer {
@@ -27,8 +25,8 @@ struct Answer {
     std::size_t added = 0;     // how many of several it has by now
     std::string column;        // the result columns, escaped; empty in JSON
     std::string lines;         // of a block: what stands between the item and the result, escaped
-    Json result;               // the member "result"; null in columns
-    Json details;              // an object whose members follow "status", or null
+    JsonValue result;          // the member "result"; null in columns
+    JsonValue details;         // an object whose members follow "status", or null
     std::string status{"ok"};  // of a row with a result
     std::string fault;         // why there is no result, or empty
 

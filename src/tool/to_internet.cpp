@@ -3,6 +3,7 @@
 #include "to_internet.h"
 
 #include <algorithm>
+#include <nlohmann/json.hpp>
 #include <utility>
 
 #include "cust.h"
