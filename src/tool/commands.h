@@ -1,4 +1,5 @@
-// The subcommands, by family: each registers its own with the option parser.
+// The subcommands, by family, each of which registers its own with the option parser; and the run of the one
+// that the arguments choose.
 #ifndef TOOL_COMMANDS_H
 #define TOOL_COMMANDS_H
 
@@ -11,8 +12,8 @@
 
 #include "session.h"
 
-// The option parser takes longer to compile than a family of subcommands does: commands.cpp and main.cpp
-// alone include it.
+// The option parser takes longer to compile than a family of subcommands does: commands.cpp alone includes
+// it.
 namespace CLI {
 class App;
 class Option;
@@ -24,6 +25,10 @@ struct Command {
     const CLI::App *app;                 // tells whether the subcommand was chosen, and none of its own
     std::function<void(Session &)> run;  // what it then does
 };
+
+// Reads the arguments and runs the subcommand that they choose, or writes help or the version. What went
+// wrong is reported and noted in `session`; failures of the library that end the run pass through.
+void run_command(int argc, char **argv, Session &session);
 
 void add_to_x400(CLI::App &parent, std::vector<Command> &commands);
 void add_to_internet(CLI::App &parent, std::vector<Command> &commands);
