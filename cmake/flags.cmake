@@ -24,7 +24,8 @@ if(MIM_FUZZ)
 endif()
 
 add_library(mim-flags INTERFACE)
-target_compile_options(mim-flags INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
+target_compile_options(mim-flags INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror
+  $<$<COMPILE_LANGUAGE:CXX>:-Wzero-as-null-pointer-constant>)
 
 # For what is installed. The tests and GoogleTest stay at -O2, where g++ 12 has no false alarms about strings.
 add_library(mim-optimized INTERFACE)
@@ -38,9 +39,13 @@ if(CMAKE_SIZEOF_VOID_P EQUAL 4)
   add_compile_definitions(_FILE_OFFSET_BITS=64 _TIME_BITS=64)
 endif()
 
-if(MIM_SANITIZE)
+if(MIM_SANITIZE OR MIM_PRECOMPILE)
   # Line numbers are all that a report takes; the rest of the debug information costs time.
-  add_compile_options(-fsanitize=${MIM_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -g1)
+  add_compile_options(-g1)
+endif()
+
+if(MIM_SANITIZE)
+  add_compile_options(-fsanitize=${MIM_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${MIM_SANITIZE})
 else()
   # A sanitized library finds its runtime only in the program, so this can hold only without.
