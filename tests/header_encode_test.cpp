@@ -12,6 +12,7 @@
 
 #include "ccs.h"
 #include "cvc.h"
+#include "fresh_process.h"
 #include "inet.h"
 #include "mim.h"
 
@@ -119,84 +120,92 @@ TEST(EncodedLength, CountsByMode) {
 }
 
 TEST(EncodeFold, CutsWhereNoMoreFits) {
-    std::string letters;
-    for (int i = 0; i < 40; ++i) {
-        letters += "\xC3\xA9";
-    }
-    std::vector<std::string> words = words_of(letters, "UTF8", 'B', 75, "UTF-8");
-    ASSERT_EQ(words.size(), 2U);
-    EXPECT_EQ(words[0].size(), 72U);
-    EXPECT_EQ(read_word(words[0]).second, letters.substr(0, 44));
+    in_fresh_process([] {
+        std::string letters;
+        for (int i = 0; i < 40; ++i) {
+            letters += "\xC3\xA9";
+        }
+        std::vector<std::string> words = words_of(letters, "UTF8", 'B', 75, "UTF-8");
+        EXPECT_EQ(words.size(), 2U);
+        EXPECT_EQ(words[0].size(), 72U);
+        EXPECT_EQ(read_word(words[0]).second, letters.substr(0, 44));
 
-    EXPECT_EQ(words_of(std::string(50, 'x'), "IA5", 'N', 20).front(), std::string(19, 'x'));
-    using Words = std::vector<std::string>;
-    EXPECT_EQ(words_of("", "UTF8", 'Q', 75), Words{""});
-    EXPECT_EQ(words_of("a b\xC3\xA9", "utf-8", 'Q', 75), Words{"=?UTF-8?Q?a_b=C3=A9?="});
-    EXPECT_EQ(words_of("-.", "IA5", 'Q', 22, "x"), (Words{"=?x?Q?=2D.?="}));
-    // One more high byte would make a pair.
-    EXPECT_EQ(words_of("a\xE9\xE9", "ISO8859_1", 'Q', 26), (Words{"=?ISO-8859-1?Q?a?=", "=?ISO-8859-1?Q?=E9=E9?="}));
-    EXPECT_EQ(words_of("\xE6\x97\xA5", "UTF8", 'Q', 22), Words{"!\xE6\x97\xA5"});
-    EXPECT_EQ(words_of("ab", "IA5", 'B', -1), Words{"!ab"});
-    EXPECT_EQ(words_of("ab\0cd"s, "IA5", 'Q', 75), Words{"=?US-ASCII?Q?ab?="});
-    EXPECT_EQ(words_of("a", "UTF8", 'B', 75, std::string(60, 'n').c_str()),
-              Words{"=?" + std::string(44, 'n') + "?B?YQ==?="});
-    EXPECT_EQ(words_of(std::string(9000, 'x'), "UTF8", 'B', 100000).front().size(), 4092U);
+        EXPECT_EQ(words_of(std::string(50, 'x'), "IA5", 'N', 20).front(), std::string(19, 'x'));
+        using Words = std::vector<std::string>;
+        EXPECT_EQ(words_of("", "UTF8", 'Q', 75), Words{""});
+        EXPECT_EQ(words_of("a b\xC3\xA9", "utf-8", 'Q', 75), Words{"=?UTF-8?Q?a_b=C3=A9?="});
+        EXPECT_EQ(words_of("-.", "IA5", 'Q', 22, "x"), (Words{"=?x?Q?=2D.?="}));
+        // One more high byte would make a pair.
+        EXPECT_EQ(words_of("a\xE9\xE9", "ISO8859_1", 'Q', 26),
+                  (Words{"=?ISO-8859-1?Q?a?=", "=?ISO-8859-1?Q?=E9=E9?="}));
+        EXPECT_EQ(words_of("\xE6\x97\xA5", "UTF8", 'Q', 22), Words{"!\xE6\x97\xA5"});
+        EXPECT_EQ(words_of("ab", "IA5", 'B', -1), Words{"!ab"});
+        EXPECT_EQ(words_of("ab\0cd"s, "IA5", 'Q', 75), Words{"=?US-ASCII?Q?ab?="});
+        EXPECT_EQ(words_of("a", "UTF8", 'B', 75, std::string(60, 'n').c_str()),
+                  Words{"=?" + std::string(44, 'n') + "?B?YQ==?="});
+        EXPECT_EQ(words_of(std::string(9000, 'x'), "UTF8", 'B', 100000).front().size(), 4092U);
 
-    ccs_descriptor descriptor = descriptor_of("IA5");
-    std::array<char, 13> out{};
-    EXPECT_EQ(mim_EncodeFold("abc", 3, out.data(), 12, 1, &descriptor, 'Q', 0, "x", 0, 0), nullptr);
-    EXPECT_STREQ(out.data(), "=?x?Q?a?=");
+        ccs_descriptor descriptor = descriptor_of("IA5");
+        std::array<char, 13> out{};
+        EXPECT_EQ(mim_EncodeFold("abc", 3, out.data(), 12, 1, &descriptor, 'Q', 0, "x", 0, 0), nullptr);
+        EXPECT_STREQ(out.data(), "=?x?Q?a?=");
+        return ""s;
+    });
 }
 
 // In each set, with words of all lengths: whole characters, in order, each word good by itself and in ASCII at
 // both ends, none longer than allowed, and no character more would have fitted but for the room kept.
 TEST(EncodeFold, WritesWordsThatStandAlone) {
-    const struct {
-        const char *set;
-        const char *letters;  // in UTF-8
-    } rows[] = {
-        {"IA5", "abc .-?_=~"},
-        {"ISO8859_15", "ab -\u20AC\u00E9\u0160"},
-        {"T61INTL", "ab \u00E9\u00F6"},
-        {"UTF8", "a .-\u00E9\u65E5\U0001F600"},
-        {"EUC_JP", "a -\u65E5\u672C\uFF71"},
-        {"SHIFT_JIS", "a \\\u65E5\u8868\uFF71"},
-        {"EUC_KR", "a \uAC00\uB098"},
-        {"BIG5", "a \u4E2D\u529F"},
-        {"GB2312", "a \u4E2D\u6587"},
-        {"GB18030", "a \u4E2D\u00E9\U0001F600"},
-        {"ISO2022_JP", "a .-\u65E5\u672C\u3042"},
-        {"ISO2022_KR", "a .-\uAC00\uB098"},
-        {"ISO2022_CN", "a .-\u4E2D\u6587\u4E16\u7069"},
-    };
-    std::mt19937 random{7};
-    for (const auto &row : rows) {
-        std::vector<std::string> letters;
-        for (const char *place = row.letters; *place != '\0';) {
-            std::size_t length = 1;
-            while ((place[length] & 0xC0) == 0x80) {
-                ++length;
+    in_fresh_process([] {
+        const struct {
+            const char *set;
+            const char *letters;  // in UTF-8
+        } rows[] = {
+            {"IA5", "abc .-?_=~"},
+            {"ISO8859_15", "ab -\u20AC\u00E9\u0160"},
+            {"T61INTL", "ab \u00E9\u00F6"},
+            {"UTF8", "a .-\u00E9\u65E5\U0001F600"},
+            {"EUC_JP", "a -\u65E5\u672C\uFF71"},
+            {"SHIFT_JIS", "a \\\u65E5\u8868\uFF71"},
+            {"EUC_KR", "a \uAC00\uB098"},
+            {"BIG5", "a \u4E2D\u529F"},
+            {"GB2312", "a \u4E2D\u6587"},
+            {"GB18030", "a \u4E2D\u00E9\U0001F600"},
+            {"ISO2022_JP", "a .-\u65E5\u672C\u3042"},
+            {"ISO2022_KR", "a .-\uAC00\uB098"},
+            {"ISO2022_CN", "a .-\u4E2D\u6587\u4E16\u7069"},
+        };
+        std::mt19937 random{7};
+        for (const auto &row : rows) {
+            std::vector<std::string> letters;
+            for (const char *place = row.letters; *place != '\0';) {
+                std::size_t length = 1;
+                while ((place[length] & 0xC0) == 0x80) {
+                    ++length;
+                }
+                letters.emplace_back(place, length);
+                place += length;
             }
-            letters.emplace_back(place, length);
-            place += length;
+            for (int max_length = row.set == "ISO2022_CN"s ? 52 : 40; max_length < 78; ++max_length) {
+                std::string value;
+                for (std::size_t i = 0, size = random() % 120; i < size; ++i) {
+                    value += letters[random() % letters.size()];
+                }
+                const std::string raw = convert(value, "UTF8", row.set);
+                for (const char mode : {'B', 'Q'}) {
+                    EXPECT_EQ(decode_words(words_of(raw, row.set, mode, max_length), max_length), value)
+                        << row.set << mode;
+                    const int column = max_length - 40;
+                    const std::vector<std::string> words = header_of(raw, row.set, mode, column);
+                    EXPECT_EQ(decode_words(words, 75), value) << row.set << mode;
+                    EXPECT_TRUE(words.empty() ||
+                                words.front().size() <=
+                                    std::max<std::size_t>(75 - static_cast<std::size_t>(column), 50));
+                }
+            }
         }
-        for (int max_length = row.set == "ISO2022_CN"s ? 52 : 40; max_length < 78; ++max_length) {
-            std::string value;
-            for (std::size_t i = 0, size = random() % 120; i < size; ++i) {
-                value += letters[random() % letters.size()];
-            }
-            const std::string raw = convert(value, "UTF8", row.set);
-            for (const char mode : {'B', 'Q'}) {
-                EXPECT_EQ(decode_words(words_of(raw, row.set, mode, max_length), max_length), value)
-                    << row.set << mode;
-                const int column = max_length - 40;
-                const std::vector<std::string> words = header_of(raw, row.set, mode, column);
-                EXPECT_EQ(decode_words(words, 75), value) << row.set << mode;
-                EXPECT_TRUE(words.empty() ||
-                            words.front().size() <= std::max<std::size_t>(75 - static_cast<std::size_t>(column), 50));
-            }
-        }
-    }
+        return ""s;
+    });
 }
 
 // Line ends are written as such, with what they do to their neighbours.
